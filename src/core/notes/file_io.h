@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+/// File primitives shared by the note store, note export and outside files.
+///
+/// Failures are thrown as std::system_error whose what() is "<path>: <system message>", for
+/// example "/home/ada/notes/A.txt: Is a directory", so the operating system's own words reach
+/// the user.
+namespace zemvar::core {
+
+/// Throws std::system_error for `error` (an errno value) about `path`.
+[[noreturn]] void throwFileError(int error, const std::filesystem::path& path);
+
+/// Reads the whole file at `path`.
+std::string readFileBytes(const std::filesystem::path& path);
+
+/// Replaces the file at `target` with `bytes` so that a crash at any moment leaves either the
+/// old or the new file, never a mixture: writes "<target>.tmp", flushes it to disk, renames it
+/// over `target` and flushes the folder. An existing target keeps its permission bits. A
+/// failure leaves `target` untouched (a leftover temporary file is not removed).
+void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
+
+} // namespace zemvar::core
