@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+
+namespace zemvar::core {
+
+/// Thrown when another program holds the library; what() is the message for the user.
+class LibraryInUseError : public std::runtime_error {
+public:
+    LibraryInUseError();
+};
+
+/// An exclusive advisory lock on a notes library, held by every program that writes to it
+/// for as long as it may write (the app for its whole life, the command-line tool for one
+/// command).
+///
+/// The lock is a lock file in the library folder (".zemvar-notes.lock"; the store never looks
+/// at it) locked with flock(2), so it is released by the kernel when the holder exits or
+/// crashes. Two LibraryLock objects exclude each other even within one process.
+class LibraryLock {
+public:
+    /// Name of the lock file inside the library folder.
+    static constexpr const char* fileName = ".zemvar-notes.lock";
+
+    /// Creates the library folder if needed and takes the lock. Throws LibraryInUseError when
+    /// another program holds it, std::system_error when the folder or file cannot be made.
+    static LibraryLock acquire(const std::filesystem::path& libraryFolder);
+    /// Like acquire, but gives no value instead of throwing LibraryInUseError.
+    static std::optional<LibraryLock> tryAcquire(const std::filesystem::path& libraryFolder);
+
+    LibraryLock(LibraryLock&& other) noexcept;
+    LibraryLock& operator=(LibraryLock&& other) noexcept;
+    LibraryLock(const LibraryLock&) = delete;
+    LibraryLock& operator=(const LibraryLock&) = delete;
+    /// Releases the lock.
+    ~LibraryLock();
+
+private:
+    explicit LibraryLock(int fd)
+        : m_fd(fd) {}
+    int m_fd = -1;
+};
+
+} // namespace zemvar::core

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#pragma once
+
+#include "core/notes/note_document.h"
+#include "core/notes/note_index.h"
+#include "core/notes/note_store_error.h"
+#include "core/notes/uuid.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+namespace zemvar::core {
+
+/// Owns a notes library on disk: `notes/<ID>.txt` (one UTF-8 file per note) and `index.json`
+/// (their metadata) in a library folder.
+///
+/// `load` reads and reconciles files and index; `save`, `create`, `deleteNote` and
+/// `setPinned` write through to disk, the note file first and the index second, and change
+/// the in-memory state only after the writes succeeded. Every write is atomic. A note file
+/// that cannot be read as UTF-8 is never rewritten or deleted: it stops the load, or refuses
+/// the save, with NoteStoreError::unreadableNote.
+///
+/// Not thread-safe: one thread uses a store. Failures are NoteStoreError or, for the file
+/// system, std::system_error with the operating system's message. The caller holds the
+/// library's LibraryLock while a read-write store may write.
+class NoteStore {
+public:
+    enum class Access {
+        /// The normal mode: the load repairs the library and the mutations are allowed.
+        readWrite,
+        /// For a reader that may not write because another program holds the library: the
+        /// load reconciles files and index in memory only (no folder is created, a broken
+        /// index is not moved aside, an empty library stays empty) and mutations are refused.
+        readOnly,
+    };
+
+    /// Sets up a store for the library folder `root`; touches no file.
+    explicit NoteStore(std::filesystem::path root, Access access = Access::readWrite);
+
+    /// Reads the library and returns the notes in display order. Creates the notes folder,
+    /// adopts note files missing from the index (as calculation notes, dated by the file),
+    /// drops index entries whose file is gone, moves an unreadable index aside as
+    /// "index.json.broken-<time>-<UUID>", creates one empty note in an empty library, and
+    /// rewrites the index when anything changed. Throws ambiguousNote when two files name one
+    /// note and unreadableNote for a file that is not UTF-8; nothing is written then.
+    const std::vector<NoteDocument>& load();
+
+    /// Writes the document's text to its note file and its pin, mode and language to the
+    /// index; its dates are ignored (updatedAt becomes now). Refuses with unreadableNote,
+    /// writing nothing, when the current file cannot be read as UTF-8. The note keeps its
+    /// place in `notes`. Throws std::invalid_argument for text that is not valid UTF-8.
+    void save(const NoteDocument& document);
+
+    /// Creates an empty text note, placed right after `anchor` when that note exists (later
+    /// notes move down one place), otherwise after all others. Returns the new note.
+    NoteDocument create(std::optional<Uuid> anchor = std::nullopt);
+
+    /// Removes the note's file for good, then its metadata. Deleting the last note creates a
+    /// new empty one, so the library is never empty.
+    void deleteNote(const Uuid& id);
+
+    /// Pins or unpins a note (its update time stays) and moves it to its new place.
+    void setPinned(const Uuid& id, bool pinned);
+
+    /// The notes in display order: pinned first, then by order, then by ID.
+    const std::vector<NoteDocument>& notes() const { return m_notes; }
+    bool isLoaded() const { return m_isLoaded; }
+    const std::filesystem::path& root() const { return m_root; }
+
+private:
+    using Entries = std::unordered_map<Uuid, NoteIndex::Entry>;
+
+    std::filesystem::path noteURL(const Uuid& id) const;
+    NoteIndex readIndexOrRecover() const;
+    void writeIndex(const Entries& entries) const;
+    void refreshNotesPreservingText();
+    void requireLoaded() const;
+    void requireWritable() const;
+    NoteIndex::Entry& entry(const Uuid& id);
+    std::string readNoteText(const Uuid& id, const std::filesystem::path& file) const;
+    NoteIndex::Entry writeFirstNote(Date now) const;
+
+    std::filesystem::path m_root;
+    Access m_access;
+    std::vector<NoteDocument> m_notes;
+    Entries m_entries;
+    bool m_isLoaded = false;
+    std::unordered_map<Uuid, std::filesystem::path> m_fileURLs;
+    std::int64_t m_nextOrder = 0;
+};
+
+} // namespace zemvar::core

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "core/notes/note_index.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace zemvar::core {
+namespace {
+
+constexpr const char* someId = "E621E1F8-C36C-495A-93FC-0C247A3E6E5F";
+
+// One index entry as JSON, with `fields` replacing the defaults ("" removes a key).
+std::string entryJson(const std::map<std::string, std::string>& fields = {}) {
+    std::map<std::string, std::string> values = {
+        {"id", std::string("\"") + someId + "\""},
+        {"createdAt", "\"2025-03-14T09:26:53Z\""},
+        {"updatedAt", "\"2025-03-15T10:00:00Z\""},
+        {"pinned", "false"},
+        {"order", "3"},
+        {"mode", "\"code\""},
+        {"codeLanguage", "\"python\""},
+    };
+    for (const auto& [key, value] : fields) {
+        values[key] = value;
+    }
+    std::string json = "{";
+    for (const auto& [key, value] : values) {
+        if (value.empty()) {
+            continue;
+        }
+        if (json.size() > 1) {
+            json += ',';
+        }
+        json += '"';
+        json += key;
+        json += "\":";
+        json += value;
+    }
+    return json + "}";
+}
+
+std::optional<NoteIndex::Entry> decodeOne(const std::map<std::string, std::string>& fields) {
+    const auto index = NoteIndex::decode(R"({"version":1,"notes":[)" + entryJson(fields) + "]}");
+    if (!index) {
+        return std::nullopt;
+    }
+    EXPECT_EQ(index->notes.size(), 1u);
+    return index->notes.at(0);
+}
+
+TEST(NoteIndexTest, DecodesACompleteEntry) {
+    const auto entry = decodeOne({});
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->id.string(), someId);
+    EXPECT_EQ(formatIsoDate(entry->createdAt), "2025-03-14T09:26:53Z");
+    EXPECT_EQ(formatIsoDate(entry->updatedAt), "2025-03-15T10:00:00Z");
+    EXPECT_FALSE(entry->pinned);
+    EXPECT_EQ(entry->order, 3);
+    EXPECT_EQ(entry->mode, NoteMode::code);
+    EXPECT_EQ(entry->codeLanguage, NoteCodeLanguage::python);
+}
+
+TEST(NoteIndexTest, MissingAndUnknownModesAndLanguagesFallBackDifferently) {
+    struct Case {
+        const char* name;
+        std::map<std::string, std::string> fields;
+        NoteMode mode;
+        NoteCodeLanguage language;
+    } cases[] = {
+        {"no mode", {{"mode", ""}}, NoteMode::calculations, NoteCodeLanguage::python},
+        {"null mode", {{"mode", "null"}}, NoteMode::calculations, NoteCodeLanguage::python},
+        {"unknown mode", {{"mode", "\"spreadsheet\""}}, NoteMode::text, NoteCodeLanguage::python},
+        {"mode in capitals", {{"mode", "\"Code\""}}, NoteMode::text, NoteCodeLanguage::python},
+        {"no language", {{"codeLanguage", ""}}, NoteMode::code, NoteCodeLanguage::swift},
+        {"unknown language",
+         {{"codeLanguage", "\"rust\""}},
+         NoteMode::code,
+         NoteCodeLanguage::swift},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto entry = decodeOne(c.fields);
+        ASSERT_TRUE(entry);
+        EXPECT_EQ(entry->mode, c.mode);
+        EXPECT_EQ(entry->codeLanguage, c.language);
+    }
+}
+
+TEST(NoteIndexTest, AnyOtherMissingOrMistypedFieldMakesTheIndexUnreadable) {
+    const std::map<std::string, std::string> broken[] = {
+        {{"pinned", ""}},
+        {{"pinned", "0"}},
+        {{"order", "\"3\""}},
+        {{"order", "2.5"}},
+        {{"order", "9223372036854775808"}},
+        {{"id", ""}},
+        {{"id", "\"not-a-uuid\""}},
+        {{"createdAt", ""}},
+        {{"createdAt", "\"2025-03-14T09:26:53.250Z\""}},
+        {{"updatedAt", "\"yesterday\""}},
+        {{"mode", "1"}},
+        {{"codeLanguage", "[]"}},
+    };
+    for (const auto& fields : broken) {
+        SCOPED_TRACE(entryJson(fields));
+        EXPECT_FALSE(decodeOne(fields));
+    }
+}
+
+TEST(NoteIndexTest, AcceptsLenientButExactForms) {
+    EXPECT_EQ(decodeOne({{"order", "4.0"}})->order, 4);
+    EXPECT_EQ(decodeOne({{"order", "-7"}})->order, -7);
+    EXPECT_EQ(decodeOne({{"id", "\"e621e1f8-c36c-495a-93fc-0c247a3e6e5f\""}})->id.string(), someId);
+    EXPECT_TRUE(decodeOne({{"extra", "{\"ignored\": true}"}}));
+
+    const auto index = NoteIndex::decode(R"({"version": 7, "notes": []})");
+    ASSERT_TRUE(index);
+    EXPECT_EQ(index->version, 7);
+    EXPECT_TRUE(index->notes.empty());
+}
+
+TEST(NoteIndexTest, RejectsDocumentsThatAreNotIndexes) {
+    for (const char* json :
+         {"", "[]", "null", "{", R"({"notes": []})", R"({"version": 1})",
+          R"({"version": "1", "notes": []})", R"({"version": 1, "notes": {}})",
+          R"({"version": 1, "notes": [1]})", "{\"version\": 1, \"notes\": [], \"x\": \"\xff\"}",
+          R"({"version": 1, "notes": []} trailing)"}) {
+        SCOPED_TRACE(json);
+        EXPECT_FALSE(NoteIndex::decode(json));
+    }
+}
+
+TEST(NoteIndexTest, EncodesPrettyPrintedWithSortedKeysLikeAJsonLibrary) {
+    NoteIndex index;
+    index.notes.push_back(*decodeOne({}));
+    index.notes.push_back(*decodeOne(
+        {{"id", "\"0A000000-0000-4000-8000-000000000000\""}, {"pinned", "true"}, {"order", "-1"}}));
+    const std::string encoded = index.encode();
+    EXPECT_TRUE(
+        encoded.starts_with("{\n  \"notes\": [\n    {\n      \"codeLanguage\": \"python\",\n"))
+        << encoded;
+    EXPECT_EQ(encoded, nlohmann::json::parse(encoded).dump(2));
+    EXPECT_EQ(NoteIndex::decode(encoded), index);
+
+    const std::string empty = NoteIndex{}.encode();
+    EXPECT_EQ(empty, "{\n  \"notes\": [],\n  \"version\": 1\n}");
+    EXPECT_EQ(empty, nlohmann::json::parse(empty).dump(2));
+}
+
+} // namespace
+} // namespace zemvar::core

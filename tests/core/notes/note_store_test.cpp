@@ -1,0 +1,481 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "core/notes/library_lock.h"
+#include "core/notes/note_store.h"
+#include "support/temporary_folder.h"
+
+#include <chrono>
+#include <fcntl.h>
+#include <regex>
+#include <sys/stat.h>
+#include <system_error>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace zemvar::core {
+namespace {
+
+using testing::listFolder;
+using testing::readFile;
+using testing::TemporaryFolder;
+using testing::writeFile;
+
+const Uuid idA = *Uuid::parse("AAAAAAAA-0000-4000-8000-000000000001");
+const Uuid idB = *Uuid::parse("BBBBBBBB-0000-4000-8000-000000000002");
+const Uuid idC = *Uuid::parse("CCCCCCCC-0000-4000-8000-000000000003");
+
+class NoteStoreTest : public ::testing::Test {
+protected:
+    std::filesystem::path notePath(const Uuid& id) const {
+        return library / "notes" / (id.string() + ".txt");
+    }
+    std::filesystem::path indexPath() const { return library / "index.json"; }
+
+    // An index entry line for writeIndex.
+    static std::string entry(const Uuid& id, int order, bool pinned = false,
+                             const char* mode = "text") {
+        return R"({"id":")" + id.string() + R"(","createdAt":"2025-01-01T00:00:00Z",)" +
+               R"("updatedAt":"2025-01-02T00:00:00Z","pinned":)" + (pinned ? "true" : "false") +
+               R"(,"order":)" + std::to_string(order) + R"(,"mode":")" + mode +
+               R"(","codeLanguage":"swift"})";
+    }
+    void writeIndex(const std::vector<std::string>& entries) const {
+        std::string json = R"({"version":1,"notes":[)";
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            json += (i > 0 ? "," : "") + entries[i];
+        }
+        writeFile(indexPath(), json + "]}");
+    }
+    nlohmann::json indexJson() const { return nlohmann::json::parse(readFile(indexPath())); }
+
+    // The whole library as text: every file name with its bytes, for "nothing changed" checks.
+    std::string snapshot() const {
+        std::string result;
+        for (const auto& item : std::filesystem::recursive_directory_iterator(library)) {
+            result += item.path().string() + "\n";
+            if (item.is_regular_file()) {
+                result += readFile(item.path()) + "\n";
+            }
+        }
+        return result;
+    }
+
+    static std::vector<std::string> ids(const std::vector<NoteDocument>& notes) {
+        std::vector<std::string> result;
+        for (const auto& note : notes) {
+            result.push_back(note.id.string().substr(0, 1));
+        }
+        return result;
+    }
+
+    TemporaryFolder folder;
+    std::filesystem::path library = folder / "Zemvar Notes";
+};
+
+TEST_F(NoteStoreTest, FirstStartCreatesTheLibraryWithOneEmptyTextNote) {
+    NoteStore store(library);
+    EXPECT_FALSE(store.isLoaded());
+    const auto& notes = store.load();
+    EXPECT_TRUE(store.isLoaded());
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_EQ(notes[0].text, "");
+    EXPECT_EQ(notes[0].mode, NoteMode::text);
+    EXPECT_EQ(readFile(notePath(notes[0].id)), "");
+    const auto index = indexJson();
+    ASSERT_EQ(index["notes"].size(), 1u);
+    EXPECT_EQ(index["notes"][0]["order"], 0);
+    EXPECT_EQ(index["notes"][0]["mode"], "text");
+    EXPECT_EQ(index["notes"][0]["id"], notes[0].id.string());
+    EXPECT_EQ(index["version"], 1);
+}
+
+TEST_F(NoteStoreTest, AdoptsFilesWithoutMetadataAsCalculationNotesDatedByTheFile) {
+    writeFile(notePath(idB), "2 + 2");
+    writeFile(library / "notes" / (idA.string() + ".txt"), "rent = 1200");
+    const auto modified =
+        std::chrono::sys_days{std::chrono::year{2020} / 1 / 2} + std::chrono::hours{3};
+    const timespec times[2] = {{0, UTIME_OMIT},
+                               {std::chrono::system_clock::to_time_t(modified), 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, notePath(idA).c_str(), times, 0), 0);
+
+    NoteStore store(library);
+    const auto& notes = store.load();
+    ASSERT_EQ(ids(notes), (std::vector<std::string>{"A", "B"}));
+    EXPECT_EQ(notes[0].mode, NoteMode::calculations);
+    EXPECT_EQ(notes[0].text, "rent = 1200");
+    EXPECT_EQ(notes[0].updatedAt, modified);
+    // Birth time where the file system records one, else the modification time.
+    EXPECT_TRUE(notes[0].createdAt == modified ||
+                std::chrono::system_clock::now() - notes[0].createdAt < std::chrono::minutes(5));
+    const auto index = indexJson();
+    EXPECT_EQ(index["notes"][0]["order"], 0);
+    EXPECT_EQ(index["notes"][1]["order"], 1);
+    EXPECT_EQ(index["notes"][1]["mode"], "calculations");
+}
+
+TEST_F(NoteStoreTest, AdoptedFilesFollowTheHighestExistingOrder) {
+    writeFile(notePath(idA), "a");
+    writeFile(notePath(idB), "b");
+    writeIndex({entry(idB, 41)});
+    NoteStore store(library);
+    store.load();
+    EXPECT_EQ(ids(store.notes()), (std::vector<std::string>{"B", "A"}));
+    EXPECT_EQ(indexJson()["notes"][1]["order"], 42);
+}
+
+TEST_F(NoteStoreTest, IgnoresAndKeepsFilesThatAreNotNoteFiles) {
+    const std::string strays[] = {"notes.md", "not-a-uuid.txt", idB.string() + ".TXT",
+                                  idB.string() + ".txt.tmp", idB.string()};
+    for (const auto& name : strays) {
+        writeFile(library / "notes" / name, "stray");
+    }
+    std::filesystem::create_directories(library / "notes" / (idC.string() + ".txt"));
+    writeFile(notePath(idA), "real");
+
+    NoteStore store(library);
+    EXPECT_EQ(ids(store.load()), (std::vector<std::string>{"A"}));
+    for (const auto& name : strays) {
+        EXPECT_EQ(readFile(library / "notes" / name), "stray") << name;
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(library / "notes" / (idC.string() + ".txt")));
+}
+
+TEST_F(NoteStoreTest, TwoFilesForOneIdStopTheLoadAndChangeNothing) {
+    writeFile(notePath(idA), "upper");
+    std::string lower = idA.string();
+    std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
+    writeFile(library / "notes" / (lower + ".txt"), "lower");
+    writeIndex({entry(idA, 0), entry(idB, 1)}); // B has no file: would be dropped
+    const std::string before = snapshot();
+
+    NoteStore store(library);
+    try {
+        store.load();
+        FAIL() << "expected ambiguousNote";
+    } catch (const NoteStoreError& error) {
+        EXPECT_EQ(error, NoteStoreError(NoteStoreError::Case::ambiguousNote, idA));
+        EXPECT_EQ(std::string(error.what()),
+                  "More than one file uses note ID " + idA.string() +
+                      ". Rename the duplicate file before reopening Notes.");
+    }
+    EXPECT_FALSE(store.isLoaded());
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(NoteStoreTest, AFileNamedInLowerCaseKeepsBeingUsed) {
+    std::string lower = idA.string();
+    std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
+    const auto file = library / "notes" / (lower + ".txt");
+    writeFile(file, "old");
+    NoteStore store(library);
+    NoteDocument note = store.load().at(0);
+    note.text = "new";
+    store.save(note);
+    EXPECT_EQ(readFile(file), "new");
+    EXPECT_FALSE(std::filesystem::exists(notePath(idA)));
+    EXPECT_EQ(indexJson()["notes"][0]["id"], idA.string()); // written in canonical form
+}
+
+TEST_F(NoteStoreTest, DropsEntriesWithoutFilesAndDuplicateEntries) {
+    writeFile(notePath(idA), "a");
+    writeIndex({entry(idA, 5, false, "markdown"), entry(idB, 6), entry(idA, 9, true, "code")});
+    NoteStore store(library);
+    const auto& notes = store.load();
+    ASSERT_EQ(ids(notes), (std::vector<std::string>{"A"}));
+    EXPECT_EQ(notes[0].mode, NoteMode::markdown); // the first occurrence wins
+    const auto index = indexJson();
+    ASSERT_EQ(index["notes"].size(), 1u);
+    EXPECT_EQ(index["notes"][0]["order"], 5);
+}
+
+TEST_F(NoteStoreTest, AConsistentLibraryLoadsWithoutWriting) {
+    writeFile(notePath(idA), "a");
+    writeIndex({entry(idA, 0)});
+    const std::string before = snapshot();
+    NoteStore store(library);
+    store.load();
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(NoteStoreTest, ABrokenIndexIsMovedAsideAndTheLibraryRebuilt) {
+    writeFile(notePath(idB), "b");
+    writeFile(notePath(idA), "a");
+    const std::string broken =
+        R"({"version":1,"notes":[{"id":")" + idA.string() +
+        R"(","createdAt":"2025-01-01T00:00:00Z","updatedAt":"2025-01-01T00:00:00Z","order":0}]})";
+    writeFile(indexPath(), broken); // "pinned" is missing
+
+    NoteStore store(library);
+    const auto& notes = store.load();
+    ASSERT_EQ(ids(notes), (std::vector<std::string>{"A", "B"}));
+    for (const auto& note : notes) {
+        EXPECT_FALSE(note.pinned);
+        EXPECT_EQ(note.mode, NoteMode::calculations);
+    }
+    const std::regex brokenName(
+        R"(index\.json\.broken-\d{4}-\d\d-\d\dT\d\d-\d\d-\d\dZ-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12})");
+    int brokenFiles = 0;
+    for (const auto& item : std::filesystem::directory_iterator(library)) {
+        if (std::regex_match(item.path().filename().string(), brokenName)) {
+            ++brokenFiles;
+            EXPECT_EQ(readFile(item.path()), broken);
+        }
+    }
+    EXPECT_EQ(brokenFiles, 1);
+    EXPECT_EQ(indexJson()["notes"].size(), 2u);
+}
+
+TEST_F(NoteStoreTest, TwoRecoveriesInOneSecondKeepBothBrokenIndexes) {
+    writeFile(notePath(idA), "a");
+    for (const char* garbage : {"{not json", "[1, 2"}) {
+        writeFile(indexPath(), garbage);
+        NoteStore(library).load();
+    }
+    const std::string names = listFolder(library);
+    // Two broken indexes, the new index and the notes folder.
+    EXPECT_EQ(std::count(names.begin(), names.end(), '\n'), 4) << names;
+    EXPECT_NE(names.find("index.json.broken-"), names.rfind("index.json.broken-")) << names;
+}
+
+TEST_F(NoteStoreTest, AnUnreadableNoteStopsTheLoadWithoutWriting) {
+    writeFile(notePath(idA), "fine");
+    writeFile(notePath(idB), "caf\xE9"); // Latin-1, not UTF-8
+    const std::string before = snapshot();
+    NoteStore store(library);
+    EXPECT_THROW(
+        {
+            try {
+                store.load();
+            } catch (const NoteStoreError& error) {
+                EXPECT_EQ(error, NoteStoreError(NoteStoreError::Case::unreadableNote, idB));
+                EXPECT_EQ(std::string(error.what()),
+                          "Note " + idB.string() +
+                              " could not be read as UTF-8. Its original file has been preserved.");
+                throw;
+            }
+        },
+        NoteStoreError);
+    EXPECT_FALSE(store.isLoaded());
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(NoteStoreTest, DisplayOrderPutsPinnedNotesFirstThenOrderThenId) {
+    for (const Uuid& id : {idA, idB, idC}) {
+        writeFile(notePath(id), "");
+    }
+    writeIndex({entry(idA, 2), entry(idB, 2), entry(idC, 9, true)});
+    NoteStore store(library);
+    EXPECT_EQ(ids(store.load()), (std::vector<std::string>{"C", "A", "B"}));
+    store.setPinned(idC, false);
+    EXPECT_EQ(ids(store.notes()), (std::vector<std::string>{"A", "B", "C"}));
+    store.setPinned(idB, true);
+    EXPECT_EQ(ids(store.notes()), (std::vector<std::string>{"B", "A", "C"}));
+    EXPECT_EQ(indexJson()["notes"][1]["pinned"], true);
+    EXPECT_EQ(indexJson()["notes"][1]["updatedAt"], "2025-01-02T00:00:00Z"); // pinning is no edit
+}
+
+TEST_F(NoteStoreTest, SaveWritesTextAndMetadataAndKeepsThePlace) {
+    for (const Uuid& id : {idA, idB}) {
+        writeFile(notePath(id), "");
+    }
+    writeIndex({entry(idA, 0), entry(idB, 1)});
+    NoteStore store(library);
+    store.load();
+    NoteDocument note = store.notes()[1];
+    note.text = "Groceries\nmilk 2.50";
+    note.pinned = true; // saved, but the list is not re-sorted until the next rebuild
+    note.mode = NoteMode::code;
+    note.codeLanguage = NoteCodeLanguage::sql;
+    note.createdAt = Date{}; // the document's dates are ignored
+    const auto before = std::chrono::system_clock::now();
+    store.save(note);
+
+    EXPECT_EQ(readFile(notePath(idB)), "Groceries\nmilk 2.50");
+    const NoteDocument& saved = store.notes()[1];
+    EXPECT_EQ(saved.id, idB);
+    EXPECT_EQ(saved.text, note.text);
+    EXPECT_TRUE(saved.pinned);
+    EXPECT_EQ(saved.codeLanguage, NoteCodeLanguage::sql);
+    EXPECT_EQ(formatIsoDate(saved.createdAt), "2025-01-01T00:00:00Z");
+    EXPECT_GE(saved.updatedAt, before);
+    const auto stored = indexJson()["notes"][1];
+    EXPECT_EQ(stored["mode"], "code");
+    EXPECT_EQ(stored["codeLanguage"], "sql");
+    EXPECT_EQ(stored["pinned"], true);
+    EXPECT_EQ(stored["updatedAt"], formatIsoDate(saved.updatedAt));
+    EXPECT_FALSE(std::filesystem::exists(notePath(idB).string() + ".tmp"));
+}
+
+TEST_F(NoteStoreTest, SavingOverAFileChangedToNonUtf8LeavesItsBytesAlone) {
+    NoteStore store(library);
+    NoteDocument note = store.load().at(0);
+    const std::string foreign = "\xFF\xFE"
+                                "c\0a\0f\0\xE9\0";
+    writeFile(notePath(note.id), foreign);
+    note.text = "mine";
+    const std::string indexBefore = readFile(indexPath());
+    EXPECT_THROW(store.save(note), NoteStoreError);
+    EXPECT_EQ(readFile(notePath(note.id)), foreign);
+    EXPECT_EQ(readFile(indexPath()), indexBefore);
+
+    std::filesystem::remove(notePath(note.id)); // a vanished file is refused the same way
+    EXPECT_THROW(store.save(note), NoteStoreError);
+    EXPECT_FALSE(std::filesystem::exists(notePath(note.id)));
+}
+
+TEST_F(NoteStoreTest, CreateAfterAnAnchorShiftsTheNotesBelowIt) {
+    std::vector<std::string> entries;
+    const Uuid notes[] = {idA, idB, idC};
+    for (int i = 0; i < 3; ++i) {
+        writeFile(notePath(notes[i]), "");
+        entries.push_back(entry(notes[i], i + 2)); // orders 2, 3, 4
+    }
+    writeIndex(entries);
+    NoteStore store(library);
+    store.load();
+    const NoteDocument created = store.create(idB); // after the note with order 3
+    EXPECT_EQ(created.text, "");
+    EXPECT_EQ(created.mode, NoteMode::text);
+    EXPECT_EQ(readFile(notePath(created.id)), "");
+    ASSERT_EQ(store.notes().size(), 4u);
+    EXPECT_EQ(store.notes()[2].id, created.id);
+    const auto index = indexJson()["notes"];
+    EXPECT_EQ(index[2]["id"], created.id.string());
+    EXPECT_EQ(index[2]["order"], 4);
+    EXPECT_EQ(index[3]["id"], idC.string());
+    EXPECT_EQ(index[3]["order"], 5);
+
+    // Without an anchor (or with an unknown one) a note goes after all others.
+    const NoteDocument last = store.create(Uuid::random());
+    EXPECT_EQ(store.notes().back().id, last.id);
+    EXPECT_EQ(indexJson()["notes"][4]["order"], 7);
+}
+
+TEST_F(NoteStoreTest, DeletingTheLastNoteLeavesOneNewEmptyNote) {
+    NoteStore store(library);
+    const Uuid first = store.load().at(0).id;
+    store.deleteNote(first);
+    EXPECT_FALSE(std::filesystem::exists(notePath(first)));
+    ASSERT_EQ(store.notes().size(), 1u);
+    const NoteDocument& replacement = store.notes()[0];
+    EXPECT_NE(replacement.id, first);
+    EXPECT_EQ(replacement.text, "");
+    EXPECT_EQ(readFile(notePath(replacement.id)), "");
+    EXPECT_EQ(indexJson()["notes"].size(), 1u);
+    EXPECT_EQ(indexJson()["notes"][0]["order"], 0);
+    const Uuid created = store.create().id;
+    EXPECT_EQ(store.notes()[1].id, created); // the next order is 1
+    EXPECT_EQ(indexJson()["notes"][1]["order"], 1);
+}
+
+TEST_F(NoteStoreTest, MutationsNeedALoadedLibraryAndAKnownNote) {
+    NoteStore store(library);
+    const NoteStoreError notLoaded(NoteStoreError::Case::notLoaded);
+    const NoteDocument stranger{
+        idA, "x", Date{}, Date{}, false, NoteMode::text, NoteCodeLanguage::swift};
+    EXPECT_THROW(store.save(stranger), NoteStoreError);
+    EXPECT_THROW(store.create(), NoteStoreError);
+    EXPECT_THROW(store.deleteNote(idA), NoteStoreError);
+    EXPECT_THROW(store.setPinned(idA, true), NoteStoreError);
+    EXPECT_FALSE(std::filesystem::exists(library));
+    EXPECT_EQ(std::string(notLoaded.what()),
+              "Notes are unavailable until the storage problem is resolved. Your files have been "
+              "preserved.");
+
+    store.load();
+    for (const auto& mutate : std::vector<std::function<void()>>{[&] { store.save(stranger); },
+                                                                 [&] { store.deleteNote(idA); },
+                                                                 [&] {
+                                                                     store.setPinned(idA, true);
+                                                                 }}) {
+        try {
+            mutate();
+            ADD_FAILURE() << "expected unknownNote";
+        } catch (const NoteStoreError& error) {
+            EXPECT_EQ(error, NoteStoreError(NoteStoreError::Case::unknownNote, idA));
+            EXPECT_STREQ(error.what(), "This note could not be found; it may have been deleted.");
+        }
+    }
+}
+
+TEST_F(NoteStoreTest, FileSystemErrorsPassThroughAndLeaveMemoryAsItWas) {
+    NoteStore store(library);
+    NoteDocument note = store.load().at(0);
+
+    // The note file cannot be written: its temporary name is taken by a folder.
+    std::filesystem::create_directories(notePath(note.id).string() + ".tmp");
+    note.text = "lost?";
+    EXPECT_THROW(store.save(note), std::system_error);
+    EXPECT_EQ(store.notes()[0].text, "");
+    std::filesystem::remove(notePath(note.id).string() + ".tmp");
+
+    // The index cannot be replaced: a folder stands where it should go.
+    std::filesystem::remove(indexPath());
+    std::filesystem::create_directories(indexPath());
+    note.mode = NoteMode::markdown;
+    try {
+        store.save(note);
+        ADD_FAILURE() << "expected a system error";
+    } catch (const std::system_error& error) {
+        EXPECT_NE(std::string(error.what()).find("index.json"), std::string::npos) << error.what();
+    }
+    EXPECT_EQ(readFile(notePath(note.id)), "lost?"); // the note file was written first
+    EXPECT_EQ(store.notes()[0].mode, NoteMode::text);
+    EXPECT_THROW(store.setPinned(note.id, true), std::system_error);
+    EXPECT_FALSE(store.notes()[0].pinned);
+    const std::size_t count = store.notes().size();
+    EXPECT_THROW(store.create(), std::system_error);
+    EXPECT_EQ(store.notes().size(), count);
+}
+
+TEST_F(NoteStoreTest, ALoadThatCannotCreateTheNotesFolderFails) {
+    writeFile(library / "notes", "a file where the folder belongs");
+    NoteStore store(library);
+    EXPECT_THROW(store.load(), std::system_error);
+    EXPECT_FALSE(store.isLoaded());
+
+    NoteStore throughFile(library / "notes" / "deeper");
+    EXPECT_THROW(throughFile.load(), std::system_error);
+}
+
+TEST_F(NoteStoreTest, AReadOnlyStoreReconcilesInMemoryOnly) {
+    NoteStore empty(library, NoteStore::Access::readOnly);
+    EXPECT_TRUE(empty.load().empty());
+    EXPECT_FALSE(std::filesystem::exists(library));
+
+    writeFile(notePath(idA), "a");
+    writeFile(notePath(idB), "b");
+    writeFile(indexPath(), "{broken");
+    const std::string before = snapshot();
+    NoteStore store(library, NoteStore::Access::readOnly);
+    EXPECT_EQ(ids(store.load()), (std::vector<std::string>{"A", "B"}));
+    EXPECT_EQ(store.notes()[0].mode, NoteMode::calculations);
+    EXPECT_THROW(store.create(), std::logic_error);
+    EXPECT_THROW(store.save(store.notes()[0]), std::logic_error);
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST(LibraryLockTest, ASecondWriterIsRefusedUntilTheFirstLetsGo) {
+    TemporaryFolder folder;
+    const auto library = folder / "lib";
+    {
+        LibraryLock first = LibraryLock::acquire(library);
+        EXPECT_FALSE(LibraryLock::tryAcquire(library));
+        try {
+            LibraryLock::acquire(library);
+            ADD_FAILURE() << "expected LibraryInUseError";
+        } catch (const LibraryInUseError& error) {
+            EXPECT_STREQ(error.what(), "The notes library is in use by another Zemvar Notes "
+                                       "program. Close it and try again.");
+        }
+    }
+    EXPECT_TRUE(LibraryLock::tryAcquire(library));
+    // The lock file sits beside the notes, where the store never looks.
+    NoteStore store(library);
+    EXPECT_EQ(store.load().size(), 1u);
+    EXPECT_TRUE(std::filesystem::exists(library / LibraryLock::fileName));
+}
+
+} // namespace
+} // namespace zemvar::core
