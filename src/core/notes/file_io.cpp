@@ -7,34 +7,11 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace zemvar::core {
 
 namespace {
-
-// Owns a file descriptor; closing errors are ignored here because every path that needs a
-// successful close checks it explicitly.
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd)
-        : m_fd(fd) {}
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    ~FileDescriptor() {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-    }
-    int get() const { return m_fd; }
-    int release() {
-        const int fd = m_fd;
-        m_fd = -1;
-        return fd;
-    }
-
-private:
-    int m_fd;
-};
 
 int openOrThrow(const std::filesystem::path& path, int flags, mode_t mode = 0) {
     int fd = -1;
@@ -70,17 +47,41 @@ void syncFolder(const std::filesystem::path& folder) {
 
 } // namespace
 
+FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
+    : m_fd(std::exchange(other.m_fd, -1)) {
+}
+
+FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
+    if (this != &other) {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+        m_fd = std::exchange(other.m_fd, -1);
+    }
+    return *this;
+}
+
+FileDescriptor::~FileDescriptor() {
+    // Paths that need a successful close (after writing) check it themselves.
+    if (m_fd >= 0) {
+        ::close(m_fd);
+    }
+}
+
+int FileDescriptor::release() {
+    return std::exchange(m_fd, -1);
+}
+
 void throwFileError(int error, const std::filesystem::path& path) {
     throw std::system_error(error, std::generic_category(), path.string());
 }
 
-std::string readFileBytes(const std::filesystem::path& path) {
-    const FileDescriptor fd(openOrThrow(path, O_RDONLY));
+namespace {
+
+// `pathOf` names the file for an error message; it is only called when one is needed.
+template <typename PathOf>
+std::string readAll(const FileDescriptor& fd, PathOf pathOf) {
     std::string bytes;
-    struct stat info {};
-    if (::fstat(fd.get(), &info) == 0 && info.st_size > 0) {
-        bytes.reserve(static_cast<std::size_t>(info.st_size));
-    }
     char buffer[65536];
     for (;;) {
         const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
@@ -88,13 +89,31 @@ std::string readFileBytes(const std::filesystem::path& path) {
             if (errno == EINTR) {
                 continue;
             }
-            throwFileError(errno, path);
+            throwFileError(errno, pathOf());
         }
         if (got == 0) {
             return bytes;
         }
         bytes.append(buffer, static_cast<std::size_t>(got));
     }
+}
+
+} // namespace
+
+std::string readFileBytes(const std::filesystem::path& path) {
+    return readAll(FileDescriptor(openOrThrow(path, O_RDONLY)), [&] { return path; });
+}
+
+std::string readFileBytesAt(const FileDescriptor& folder, const std::filesystem::path& folderPath,
+                            const std::string& name) {
+    int fd = -1;
+    do {
+        fd = ::openat(folder.get(), name.c_str(), O_RDONLY | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) {
+        throwFileError(errno, folderPath / name);
+    }
+    return readAll(FileDescriptor(fd), [&] { return folderPath / name; });
 }
 
 void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes) {

@@ -13,11 +13,36 @@
 /// the user.
 namespace zemvar::core {
 
+/// Owns an open file descriptor and closes it when destroyed.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int fd = -1)
+        : m_fd(fd) {}
+    FileDescriptor(FileDescriptor&& other) noexcept;
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    ~FileDescriptor();
+
+    int get() const { return m_fd; }
+    explicit operator bool() const { return m_fd >= 0; }
+    /// Gives up ownership without closing.
+    int release();
+
+private:
+    int m_fd;
+};
+
 /// Throws std::system_error for `error` (an errno value) about `path`.
 [[noreturn]] void throwFileError(int error, const std::filesystem::path& path);
 
 /// Reads the whole file at `path`.
 std::string readFileBytes(const std::filesystem::path& path);
+
+/// Reads the whole file `name` of the open folder `folder`; `folderPath` names the folder in
+/// error messages. Cheaper than a full path when many files of one folder are read.
+std::string readFileBytesAt(const FileDescriptor& folder, const std::filesystem::path& folderPath,
+                            const std::string& name);
 
 /// Replaces the file at `target` with `bytes` so that a crash at any moment leaves either the
 /// old or the new file, never a mixture: writes "<target>.tmp", flushes it to disk, renames it

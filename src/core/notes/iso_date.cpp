@@ -2,7 +2,9 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/notes/iso_date.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace zemvar::core {
 
@@ -22,19 +24,60 @@ int digitsAt(std::string_view text, std::size_t pos, std::size_t count) {
 
 } // namespace
 
+Date currentDate() {
+    return std::chrono::time_point_cast<std::chrono::microseconds>(
+        std::chrono::system_clock::now());
+}
+
 std::string formatIsoDate(Date date) {
-    using namespace std::chrono;
-    const auto seconds = floor<std::chrono::seconds>(date);
-    const auto day = floor<days>(seconds);
-    const year_month_day ymd{day};
-    const hh_mm_ss time{seconds - day};
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02d:%02d:%02dZ",
-                  static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
-                  static_cast<unsigned>(ymd.day()), static_cast<int>(time.hours().count()),
-                  static_cast<int>(time.minutes().count()),
-                  static_cast<int>(time.seconds().count()));
-    return buffer;
+    std::string out(isoDateLength, ' ');
+    writeIsoDate(out.data(), date);
+    return out;
+}
+
+void writeIsoDate(char* out, Date date) {
+    // Hand-written rather than through snprintf or the calendar types: the index holds two
+    // dates per note and is written on every save, tens of thousands of dates in a large
+    // library.
+    constexpr std::int64_t microsecondsPerSecond = 1000000;
+    constexpr std::int64_t first = -62135596800; // 0001-01-01T00:00:00Z
+    constexpr std::int64_t last = 253402300799;  // 9999-12-31T23:59:59Z
+    const std::int64_t micros = date.time_since_epoch().count();
+    const std::int64_t seconds =
+        std::clamp(micros >= 0 ? micros / microsecondsPerSecond
+                               : (micros - (microsecondsPerSecond - 1)) / microsecondsPerSecond,
+                   first, last);
+    // Counted from 0000-03-01, so that everything in range is positive and leap days fall at
+    // the end of the year (Howard Hinnant's civil-from-days algorithm).
+    const auto shifted = static_cast<std::uint64_t>(seconds + 719468LL * 86400);
+    const auto dayNumber = static_cast<std::uint32_t>(shifted / 86400);
+    const auto secondOfDay = static_cast<std::uint32_t>(shifted % 86400);
+    const std::uint32_t era = dayNumber / 146097;
+    const std::uint32_t dayOfEra = dayNumber - era * 146097;
+    const std::uint32_t yearOfEra =
+        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const std::uint32_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const std::uint32_t shiftedMonth = (5 * dayOfYear + 2) / 153;
+    const std::uint32_t day = dayOfYear - (153 * shiftedMonth + 2) / 5 + 1;
+    const std::uint32_t month = shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9;
+    const std::uint32_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+
+    static constexpr char pairs[] = "0001020304050607080910111213141516171819"
+                                    "2021222324252627282930313233343536373839"
+                                    "4041424344454647484950515253545556575859"
+                                    "6061626364656667686970717273747576777879"
+                                    "8081828384858687888990919293949596979899";
+    std::memcpy(out, "0000-00-00T00:00:00Z", isoDateLength);
+    const auto putTwo = [out](std::size_t at, std::uint32_t value) {
+        std::memcpy(out + at, pairs + 2 * value, 2);
+    };
+    putTwo(0, year / 100);
+    putTwo(2, year % 100);
+    putTwo(5, month);
+    putTwo(8, day);
+    putTwo(11, secondOfDay / 3600);
+    putTwo(14, secondOfDay / 60 % 60);
+    putTwo(17, secondOfDay % 60);
 }
 
 std::optional<Date> parseIsoDate(std::string_view text) {

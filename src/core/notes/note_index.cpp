@@ -2,166 +2,206 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/notes/note_index.h"
 
-#include <cmath>
-#include <limits>
+#include "core/notes/json_reader.h"
 
-#include <nlohmann/json.hpp>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
 
 namespace zemvar::core {
 
 namespace {
 
-using Json = nlohmann::json;
+using detail::JsonReader;
 
-// JSON numbers that stand for a 64-bit integer: integers in range, and floating-point
-// numbers with an exact integral value in range (100.0 and 1e2 are 100).
-std::optional<std::int64_t> integerValue(const Json& value) {
-    if (value.is_number_integer() && !value.is_number_unsigned()) {
-        return value.get<std::int64_t>();
+// Reads a number that stands for a 64-bit integer: an integer in range, or a floating-point
+// number with an exact integral value in range (100.0 and 1e2 are 100). Anything else,
+// including another kind of value, gives no value.
+std::optional<std::int64_t> readInteger(JsonReader& reader) {
+    JsonReader::Number number;
+    if (reader.peek() != JsonReader::Kind::number || !reader.readNumber(number)) {
+        return std::nullopt;
     }
-    if (value.is_number_unsigned()) {
-        const auto unsignedValue = value.get<std::uint64_t>();
-        if (unsignedValue > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-            return std::nullopt;
-        }
-        return static_cast<std::int64_t>(unsignedValue);
+    if (number.isInteger) {
+        return number.integer;
     }
-    if (value.is_number_float()) {
-        const double d = value.get<double>();
-        // 2^63 is the first double outside the range of int64.
-        if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
-            return static_cast<std::int64_t>(d);
-        }
+    const double d = number.value;
+    // 2^63 is the first double outside the range of int64.
+    if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
+        return static_cast<std::int64_t>(d);
     }
     return std::nullopt;
 }
 
-const Json* member(const Json& object, const char* key) {
-    const auto it = object.find(key);
-    return it == object.end() ? nullptr : &*it;
+// Reads a string value, or a null (as an empty optional) when `nullable`; on anything else
+// the reader fails.
+bool readOptionalString(JsonReader& reader, std::optional<std::string>& out, bool nullable) {
+    if (nullable && reader.peek() == JsonReader::Kind::null) {
+        out.reset();
+        return reader.readNull();
+    }
+    std::string value;
+    if (reader.peek() != JsonReader::Kind::string || !reader.readString(value)) {
+        return false;
+    }
+    out = std::move(value);
+    return true;
 }
 
-std::optional<Date> dateMember(const Json& object, const char* key) {
-    const Json* value = member(object, key);
-    if (value == nullptr || !value->is_string()) {
+std::optional<NoteIndex::Entry> readEntry(JsonReader& reader) {
+    if (reader.peek() != JsonReader::Kind::object || !reader.beginObject()) {
         return std::nullopt;
     }
-    return parseIsoDate(value->get_ref<const std::string&>());
-}
-
-std::optional<NoteIndex::Entry> decodeEntry(const Json& object) {
-    if (!object.is_object()) {
+    std::optional<Uuid> id;
+    std::optional<Date> createdAt;
+    std::optional<Date> updatedAt;
+    std::optional<bool> pinned;
+    std::optional<std::int64_t> order;
+    std::optional<std::string> mode;
+    std::optional<std::string> language;
+    std::string key;
+    std::optional<std::string> text;
+    // A mistyped value ends the decoding at once; a key given twice takes its last value.
+    for (bool first = true; reader.nextMember(key, first);) {
+        if (key == "id") {
+            if (!readOptionalString(reader, text, false)) {
+                return std::nullopt;
+            }
+            id = Uuid::parse(*text);
+            if (!id) {
+                return std::nullopt;
+            }
+        } else if (key == "createdAt" || key == "updatedAt") {
+            std::optional<Date>& date = key == "createdAt" ? createdAt : updatedAt;
+            if (!readOptionalString(reader, text, false)) {
+                return std::nullopt;
+            }
+            date = parseIsoDate(*text);
+            if (!date) {
+                return std::nullopt;
+            }
+        } else if (key == "pinned") {
+            bool value = false;
+            if (reader.peek() != JsonReader::Kind::boolean || !reader.readBoolean(value)) {
+                return std::nullopt;
+            }
+            pinned = value;
+        } else if (key == "order") {
+            order = readInteger(reader);
+            if (!order) {
+                return std::nullopt;
+            }
+        } else if (key == "mode") {
+            if (!readOptionalString(reader, mode, true)) {
+                return std::nullopt;
+            }
+        } else if (key == "codeLanguage") {
+            if (!readOptionalString(reader, language, true)) {
+                return std::nullopt;
+            }
+        } else if (!reader.skipValue()) {
+            return std::nullopt;
+        }
+    }
+    if (reader.failed() || !id || !createdAt || !updatedAt || !pinned || !order) {
         return std::nullopt;
     }
-    NoteIndex::Entry entry;
-    const Json* id = member(object, "id");
-    if (id == nullptr || !id->is_string()) {
-        return std::nullopt;
-    }
-    const auto uuid = Uuid::parse(id->get_ref<const std::string&>());
-    const auto createdAt = dateMember(object, "createdAt");
-    const auto updatedAt = dateMember(object, "updatedAt");
-    const Json* pinned = member(object, "pinned");
-    const Json* order = member(object, "order");
-    if (!uuid || !createdAt || !updatedAt || pinned == nullptr || !pinned->is_boolean() ||
-        order == nullptr) {
-        return std::nullopt;
-    }
-    const auto orderValue = integerValue(*order);
-    if (!orderValue) {
-        return std::nullopt;
-    }
-    entry.id = *uuid;
-    entry.createdAt = *createdAt;
-    entry.updatedAt = *updatedAt;
-    entry.pinned = pinned->get<bool>();
-    entry.order = *orderValue;
-
     // The two fallbacks differ on purpose: indexes written before modes existed hold only
     // calculation notes, while a mode this version does not know is shown as plain text.
-    entry.mode = NoteMode::calculations;
-    if (const Json* mode = member(object, "mode"); mode != nullptr && !mode->is_null()) {
-        if (!mode->is_string()) {
-            return std::nullopt;
-        }
-        entry.mode =
-            noteModeFromRawValue(mode->get_ref<const std::string&>()).value_or(NoteMode::text);
-    }
-    entry.codeLanguage = NoteCodeLanguage::swift;
-    if (const Json* language = member(object, "codeLanguage");
-        language != nullptr && !language->is_null()) {
-        if (!language->is_string()) {
-            return std::nullopt;
-        }
-        entry.codeLanguage = noteCodeLanguageFromRawValue(language->get_ref<const std::string&>())
-                                 .value_or(NoteCodeLanguage::swift);
-    }
-    return entry;
+    const NoteMode noteMode =
+        mode ? noteModeFromRawValue(*mode).value_or(NoteMode::text) : NoteMode::calculations;
+    const NoteCodeLanguage codeLanguage =
+        language ? noteCodeLanguageFromRawValue(*language).value_or(NoteCodeLanguage::swift)
+                 : NoteCodeLanguage::swift;
+    return NoteIndex::Entry{*id, *createdAt, *updatedAt, *pinned, *order, noteMode, codeLanguage};
 }
 
 } // namespace
 
-std::string NoteIndex::encode() const {
+std::string NoteIndex::encode(std::span<const Entry> notes, std::int64_t version) {
     // Written by hand rather than through a JSON tree: the shape is fixed, every value is
     // plain ASCII that needs no escaping, and a save in a large library encodes thousands of
     // entries. The result is byte for byte what a JSON library prints with an indent of 2.
-    std::string out;
-    out.reserve(64 + notes.size() * 260);
-    if (notes.empty()) {
-        out += "{\n  \"notes\": [],\n";
-    } else {
-        out += "{\n  \"notes\": [\n";
-        for (std::size_t i = 0; i < notes.size(); ++i) {
-            const Entry& entry = notes[i];
-            out += "    {\n      \"codeLanguage\": \"";
-            out += rawValue(entry.codeLanguage);
-            out += "\",\n      \"createdAt\": \"";
-            out += formatIsoDate(entry.createdAt);
-            out += "\",\n      \"id\": \"";
-            out += entry.id.string();
-            out += "\",\n      \"mode\": \"";
-            out += rawValue(entry.mode);
-            out += "\",\n      \"order\": ";
-            out += std::to_string(entry.order);
-            out += ",\n      \"pinned\": ";
-            out += entry.pinned ? "true" : "false";
-            out += ",\n      \"updatedAt\": \"";
-            out += formatIsoDate(entry.updatedAt);
-            out += i + 1 < notes.size() ? "\"\n    },\n" : "\"\n    }\n";
-        }
-        out += "  ],\n";
+    constexpr std::size_t longestEntry = 320; // fixed text, the longest raw values, 20 digits
+    std::string out(64 + notes.size() * longestEntry, '\0');
+    char* at = out.data();
+    const auto put = [&at](std::string_view text) {
+        std::memcpy(at, text.data(), text.size());
+        at += text.size();
+    };
+    const auto putInteger = [&put](std::int64_t value) {
+        char digits[24];
+        const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+        put(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+    };
+    put(notes.empty() ? "{\n  \"notes\": [],\n" : "{\n  \"notes\": [\n");
+    for (std::size_t i = 0; i < notes.size(); ++i) {
+        const Entry& entry = notes[i];
+        put("    {\n      \"codeLanguage\": \"");
+        put(rawValue(entry.codeLanguage));
+        put("\",\n      \"createdAt\": \"");
+        writeIsoDate(at, entry.createdAt);
+        at += isoDateLength;
+        put("\",\n      \"id\": \"");
+        entry.id.writeString(at);
+        at += Uuid::stringLength;
+        put("\",\n      \"mode\": \"");
+        put(rawValue(entry.mode));
+        put("\",\n      \"order\": ");
+        putInteger(entry.order);
+        put(entry.pinned ? ",\n      \"pinned\": true,\n      \"updatedAt\": \""
+                         : ",\n      \"pinned\": false,\n      \"updatedAt\": \"");
+        writeIsoDate(at, entry.updatedAt);
+        at += isoDateLength;
+        put(i + 1 < notes.size() ? "\"\n    },\n" : "\"\n    }\n");
     }
-    out += "  \"version\": ";
-    out += std::to_string(version);
-    out += "\n}";
+    if (!notes.empty()) {
+        put("  ],\n");
+    }
+    put("  \"version\": ");
+    putInteger(version);
+    put("\n}");
+    out.resize(static_cast<std::size_t>(at - out.data()));
     return out;
 }
 
 std::optional<NoteIndex> NoteIndex::decode(std::string_view json) {
-    const Json root = Json::parse(json, nullptr, /*allow_exceptions=*/false);
-    if (!root.is_object()) {
-        return std::nullopt; // also the parse failure, which yields a "discarded" value
-    }
-    const Json* version = member(root, "version");
-    const Json* notes = member(root, "notes");
-    if (version == nullptr || notes == nullptr || !notes->is_array()) {
+    // A pull reader instead of a JSON tree: a large library's index is megabytes, and it is
+    // read on every start.
+    JsonReader reader(json);
+    if (reader.peek() != JsonReader::Kind::object || !reader.beginObject()) {
         return std::nullopt;
     }
-    const auto versionValue = integerValue(*version);
-    if (!versionValue) {
-        return std::nullopt;
-    }
-    NoteIndex index;
-    index.version = *versionValue;
-    index.notes.reserve(notes->size());
-    for (const Json& element : *notes) {
-        auto entry = decodeEntry(element);
-        if (!entry) {
+    std::optional<std::int64_t> version;
+    std::optional<std::vector<Entry>> notes;
+    std::string key;
+    for (bool first = true; reader.nextMember(key, first);) {
+        if (key == "version") {
+            version = readInteger(reader);
+            if (!version) {
+                return std::nullopt;
+            }
+        } else if (key == "notes") {
+            if (reader.peek() != JsonReader::Kind::array || !reader.beginArray()) {
+                return std::nullopt;
+            }
+            notes.emplace();
+            for (bool firstNote = true; reader.nextElement(firstNote);) {
+                auto entry = readEntry(reader);
+                if (!entry) {
+                    return std::nullopt;
+                }
+                notes->push_back(*entry);
+            }
+        } else if (!reader.skipValue()) {
             return std::nullopt;
         }
-        index.notes.push_back(*entry);
     }
-    return index;
+    if (!reader.atEnd() || !version || !notes) {
+        return std::nullopt;
+    }
+    return NoteIndex{*version, std::move(*notes)};
 }
 
 } // namespace zemvar::core

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,7 +52,9 @@ struct NoteIndex {
     std::vector<Entry> notes;
 
     /// Returns the JSON text of this index, entries in their given order.
-    std::string encode() const;
+    std::string encode() const { return encode(notes, version); }
+    /// Returns the JSON text of an index holding `notes` in the given order.
+    static std::string encode(std::span<const Entry> notes, std::int64_t version = 1);
 
     /// Decodes the JSON text of an index. A missing "mode" gives calculations and an unknown
     /// one text; a missing or unknown "codeLanguage" gives swift. Any other missing or

@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <dirent.h>
 #include <fcntl.h>
 #include <limits>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
@@ -25,10 +27,6 @@ using Entry = NoteIndex::Entry;
 
 constexpr const char* indexFileName = "index.json";
 
-Date now() {
-    return std::chrono::system_clock::now();
-}
-
 // Order arithmetic saturates instead of overflowing on absurd orders from a hand-edited
 // index; colliding orders are still told apart by ID in the display order.
 std::int64_t addSaturating(std::int64_t value, std::int64_t increment) {
@@ -38,50 +36,6 @@ std::int64_t addSaturating(std::int64_t value, std::int64_t increment) {
                              : std::numeric_limits<std::int64_t>::min();
     }
     return result;
-}
-
-const Entry& asEntry(const Entry& entry) {
-    return entry;
-}
-
-const Entry& asEntry(const std::pair<const Uuid, Entry>& element) {
-    return element.second;
-}
-
-// The largest order among `entries` (a list or a map of entries), or -1 when there is none.
-template <typename Range>
-std::int64_t largestOrder(const Range& entries) {
-    std::int64_t largest = std::numeric_limits<std::int64_t>::min();
-    for (const auto& element : entries) {
-        largest = std::max(largest, asEntry(element).order);
-    }
-    return std::empty(entries) ? -1 : largest;
-}
-
-bool displaysBefore(const Entry& a, const Entry& b) {
-    if (a.pinned != b.pinned) {
-        return a.pinned;
-    }
-    if (a.order != b.order) {
-        return a.order < b.order;
-    }
-    return a.id < b.id;
-}
-
-bool writtenBefore(const Entry& a, const Entry& b) {
-    return a.order != b.order ? a.order < b.order : a.id < b.id;
-}
-
-template <typename Map, typename Compare>
-std::vector<const Entry*> sortedEntries(const Map& entries, Compare before) {
-    std::vector<const Entry*> sorted;
-    sorted.reserve(entries.size());
-    for (const auto& element : entries) {
-        sorted.push_back(&asEntry(element));
-    }
-    std::sort(sorted.begin(), sorted.end(),
-              [before](const Entry* a, const Entry* b) { return before(*a, *b); });
-    return sorted;
 }
 
 NoteDocument documentFor(const Entry& entry, std::string text) {
@@ -108,13 +62,64 @@ std::pair<Date, Date> fileDates(const std::filesystem::path& file, Date fallback
 
 // Splits a note file name into its ID: "<UUID>.txt" with the extension exactly "txt" and the
 // UUID in either letter case.
-std::optional<Uuid> noteIdOfFileName(const std::string& name) {
+std::optional<Uuid> noteIdOfFileName(std::string_view name) {
     constexpr std::string_view extension = ".txt";
     if (name.size() <= extension.size() ||
         name.compare(name.size() - extension.size(), extension.size(), extension) != 0) {
         return std::nullopt;
     }
-    return Uuid::parse(std::string_view(name).substr(0, name.size() - extension.size()));
+    return Uuid::parse(name.substr(0, name.size() - extension.size()));
+}
+
+// Reads a note's bytes with `read` and checks that they are UTF-8. A file that cannot be read
+// is reported like one that is not UTF-8: either way the note cannot be shown, and its file
+// must be left alone.
+template <typename Read>
+std::string readNoteText(const Uuid& id, Read read) {
+    std::string bytes;
+    try {
+        bytes = read();
+    } catch (const std::system_error&) {
+        throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
+    }
+    if (!text::isValidUtf8(bytes)) {
+        throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
+    }
+    return bytes;
+}
+
+// The "<UUID>.txt" regular files of the open notes folder, by ID. Throws ambiguousNote when
+// two files name the same ID (in different letter case).
+std::unordered_map<Uuid, std::string> listNoteFiles(const FileDescriptor& folder,
+                                                    const std::filesystem::path& folderPath) {
+    // readdir on a duplicate keeps `folder` open for the reads that follow.
+    std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(::dup(folder.get())), ::closedir);
+    if (!listing) {
+        throwFileError(errno, folderPath);
+    }
+    std::unordered_map<Uuid, std::string> files;
+    for (;;) {
+        errno = 0;
+        const dirent* item = ::readdir(listing.get());
+        if (item == nullptr) {
+            if (errno != 0) {
+                throwFileError(errno, folderPath);
+            }
+            return files;
+        }
+        const auto id = noteIdOfFileName(item->d_name);
+        if (!id) {
+            continue;
+        }
+        bool regular = item->d_type == DT_REG;
+        if (item->d_type == DT_LNK || item->d_type == DT_UNKNOWN) {
+            struct stat info {};
+            regular = ::fstatat(folder.get(), item->d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
+        }
+        if (regular && !files.emplace(*id, item->d_name).second) {
+            throw NoteStoreError(NoteStoreError::Case::ambiguousNote, *id);
+        }
+    }
 }
 
 } // namespace
@@ -146,26 +151,11 @@ void NoteStore::requireWritable() const {
 }
 
 Entry& NoteStore::entry(const Uuid& id) {
-    const auto found = m_entries.find(id);
-    if (found == m_entries.end()) {
+    Entry* found = m_entries.find(id);
+    if (found == nullptr) {
         throw NoteStoreError(NoteStoreError::Case::unknownNote, id);
     }
-    return found->second;
-}
-
-std::string NoteStore::readNoteText(const Uuid& id, const std::filesystem::path& file) const {
-    std::string bytes;
-    try {
-        bytes = readFileBytes(file);
-    } catch (const std::system_error&) {
-        // A file that cannot be read is reported like one that is not UTF-8: either way the
-        // note cannot be shown, and its file must be left alone.
-        throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
-    }
-    if (!text::isValidUtf8(bytes)) {
-        throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
-    }
-    return bytes;
+    return *found;
 }
 
 NoteIndex NoteStore::readIndexOrRecover() const {
@@ -183,7 +173,7 @@ NoteIndex NoteStore::readIndexOrRecover() const {
     }
     // Keep the damaged index under a name no other recovery can take, even within the same
     // second, and rebuild the library from the note files.
-    std::string stamp = formatIsoDate(now());
+    std::string stamp = formatIsoDate(currentDate());
     std::replace(stamp.begin(), stamp.end(), ':', '-');
     const std::filesystem::path broken =
         m_root / ("index.json.broken-" + stamp + "-" + Uuid::random().string());
@@ -193,13 +183,8 @@ NoteIndex NoteStore::readIndexOrRecover() const {
     return NoteIndex{};
 }
 
-void NoteStore::writeIndex(const Entries& entries) const {
-    NoteIndex index;
-    index.notes.reserve(entries.size());
-    for (const Entry* entry : sortedEntries(entries, writtenBefore)) {
-        index.notes.push_back(*entry);
-    }
-    writeFileAtomically(m_root / indexFileName, index.encode());
+void NoteStore::writeIndex(const detail::NoteEntries& entries) const {
+    writeFileAtomically(m_root / indexFileName, NoteIndex::encode(entries.inIndexOrder()));
 }
 
 NoteIndex::Entry NoteStore::writeFirstNote(Date time) const {
@@ -211,7 +196,7 @@ NoteIndex::Entry NoteStore::writeFirstNote(Date time) const {
 
 const std::vector<NoteDocument>& NoteStore::load() {
     m_isLoaded = false;
-    const Date time = now();
+    const Date time = currentDate();
     const bool writable = m_access == Access::readWrite;
     const std::filesystem::path notesFolder = m_root / "notes";
 
@@ -225,34 +210,14 @@ const std::vector<NoteDocument>& NoteStore::load() {
 
     NoteIndex index = readIndexOrRecover();
 
-    // Note files: "<UUID>.txt" regular files, in ascending name order. Anything else in the
-    // folder (other names, sub-folders, temporary files) is left alone.
-    std::vector<std::pair<std::string, std::filesystem::path>> listing;
-    std::filesystem::directory_iterator it(notesFolder, error);
-    if (error && !(error == std::errc::no_such_file_or_directory && !writable)) {
-        throwFileError(error.value(), notesFolder);
+    // Note files: "<UUID>.txt" regular files. Anything else in the folder (other names,
+    // sub-folders, temporary files) is left alone.
+    const FileDescriptor folder(::open(notesFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder && !(errno == ENOENT && !writable)) {
+        throwFileError(errno, notesFolder);
     }
-    for (; !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
-        listing.emplace_back(it->path().filename().string(), it->path());
-    }
-    if (error && !(error == std::errc::no_such_file_or_directory && !writable)) {
-        throwFileError(error.value(), notesFolder);
-    }
-    std::sort(listing.begin(), listing.end());
-
-    std::unordered_map<Uuid, std::filesystem::path> fileURLs;
-    std::vector<Uuid> fileIds; // in file-name order
-    for (const auto& [name, path] : listing) {
-        const auto id = noteIdOfFileName(name);
-        std::error_code typeError;
-        if (!id || !std::filesystem::is_regular_file(path, typeError)) {
-            continue;
-        }
-        if (!fileURLs.emplace(*id, path).second) {
-            throw NoteStoreError(NoteStoreError::Case::ambiguousNote, *id);
-        }
-        fileIds.push_back(*id);
-    }
+    const auto files =
+        folder ? listNoteFiles(folder, notesFolder) : std::unordered_map<Uuid, std::string>();
 
     bool changed = false;
     std::unordered_set<Uuid> seen;
@@ -266,23 +231,38 @@ const std::vector<NoteDocument>& NoteStore::load() {
     changed = changed || indexed.size() != index.notes.size();
 
     std::unordered_map<Uuid, std::string> texts;
-    texts.reserve(fileIds.size());
-    for (const Uuid& id : fileIds) {
-        texts.emplace(id, readNoteText(id, fileURLs.at(id)));
+    texts.reserve(files.size());
+    std::unordered_map<Uuid, std::filesystem::path> fileURLs;
+    for (const auto& [id, name] : files) {
+        texts.emplace(id,
+                      readNoteText(id, [&] { return readFileBytesAt(folder, notesFolder, name); }));
+        if (name != id.string() + ".txt") {
+            fileURLs.emplace(id, notesFolder / name); // see noteURL
+        }
     }
 
     const std::size_t indexedCount = indexed.size();
-    std::erase_if(indexed, [&](const Entry& entry) { return !fileURLs.contains(entry.id); });
+    std::erase_if(indexed, [&](const Entry& entry) { return !files.contains(entry.id); });
     changed = changed || indexed.size() != indexedCount;
 
-    std::int64_t maxOrder = largestOrder(indexed);
-    for (const Uuid& id : fileIds) {
-        if (seen.contains(id)) {
-            continue;
+    // Files without metadata are adopted as calculation notes after all others, in file-name
+    // order.
+    std::vector<std::pair<std::string, Uuid>> orphans;
+    for (const auto& [id, name] : files) {
+        if (!seen.contains(id)) {
+            orphans.emplace_back(name, id);
         }
-        // Files without metadata are adopted as calculation notes after all others.
+    }
+    std::sort(orphans.begin(), orphans.end());
+    std::int64_t maxOrder =
+        indexed.empty()
+            ? -1
+            : std::max_element(indexed.begin(), indexed.end(), [](const Entry& a, const Entry& b) {
+                  return a.order < b.order;
+              })->order;
+    for (const auto& [name, id] : orphans) {
         maxOrder = addSaturating(maxOrder, 1);
-        const auto [created, modified] = fileDates(fileURLs.at(id), time);
+        const auto [created, modified] = fileDates(notesFolder / name, time);
         indexed.push_back(Entry{id, created, modified, false, maxOrder, NoteMode::calculations,
                                 NoteCodeLanguage::swift});
         changed = true;
@@ -295,14 +275,11 @@ const std::vector<NoteDocument>& NoteStore::load() {
         changed = true;
     }
 
-    Entries entries;
-    entries.reserve(indexed.size());
-    for (const Entry& entry : indexed) {
-        entries.emplace(entry.id, entry);
-    }
+    detail::NoteEntries entries;
+    entries.assign(std::move(indexed));
     std::vector<NoteDocument> notes;
-    notes.reserve(entries.size());
-    for (const Entry* entry : sortedEntries(entries, displaysBefore)) {
+    notes.reserve(texts.size());
+    for (const Entry* entry : entries.inDisplayOrder()) {
         notes.push_back(documentFor(*entry, std::move(texts.at(entry->id))));
     }
 
@@ -311,7 +288,7 @@ const std::vector<NoteDocument>& NoteStore::load() {
     }
 
     m_fileURLs = std::move(fileURLs);
-    m_nextOrder = addSaturating(largestOrder(entries), 1);
+    m_nextOrder = addSaturating(entries.largestOrder(), 1);
     m_entries = std::move(entries);
     m_notes = std::move(notes);
     m_isLoaded = true;
@@ -327,11 +304,11 @@ void NoteStore::save(const NoteDocument& document) {
     }
     // Never overwrite a file that was replaced or damaged outside the app, or has vanished.
     const std::filesystem::path file = noteURL(document.id);
-    readNoteText(document.id, file);
+    readNoteText(document.id, [&] { return readFileBytes(file); });
     writeFileAtomically(file, document.text);
 
     const Entry previous = stored;
-    stored.updatedAt = now();
+    stored.updatedAt = currentDate();
     stored.pinned = document.pinned;
     stored.mode = document.mode;
     stored.codeLanguage = document.codeLanguage;
@@ -353,25 +330,21 @@ void NoteStore::save(const NoteDocument& document) {
 NoteDocument NoteStore::create(std::optional<Uuid> anchor) {
     requireLoaded();
     requireWritable();
-    const Date time = now();
+    const Date time = currentDate();
     std::int64_t newOrder = m_nextOrder;
     if (anchor) {
-        if (const auto found = m_entries.find(*anchor); found != m_entries.end()) {
-            newOrder = addSaturating(found->second.order, 1);
-            for (auto& [id, entry] : m_entries) {
-                if (entry.order >= newOrder) {
-                    entry.order = addSaturating(entry.order, 1);
-                }
-            }
+        if (const Entry* found = m_entries.find(*anchor)) {
+            newOrder = addSaturating(found->order, 1);
+            m_entries.shiftOrders(newOrder);
         }
     }
     // Reserves the slot of the note being inserted as well.
-    m_nextOrder = addSaturating(largestOrder(m_entries), 2);
+    m_nextOrder = addSaturating(m_entries.largestOrder(), 2);
 
     const Entry created{Uuid::random(),         time, time, false, newOrder, NoteMode::text,
                         NoteCodeLanguage::swift};
     writeFileAtomically(noteURL(created.id), "");
-    m_entries.emplace(created.id, created);
+    m_entries.insert(created);
     try {
         writeIndex(m_entries);
     } catch (...) {
@@ -396,8 +369,8 @@ void NoteStore::deleteNote(const Uuid& id) {
     std::erase_if(m_notes, [&](const NoteDocument& note) { return note.id == id; });
 
     if (m_entries.empty()) {
-        const Entry replacement = writeFirstNote(now());
-        m_entries.emplace(replacement.id, replacement);
+        const Entry replacement = writeFirstNote(currentDate());
+        m_entries.insert(replacement);
         m_nextOrder = 1;
         m_notes = {documentFor(replacement, std::string())};
     }
@@ -427,8 +400,8 @@ void NoteStore::refreshNotesPreservingText() {
         kept.emplace(note.id, &note.text);
     }
     std::vector<NoteDocument> rebuilt;
-    rebuilt.reserve(m_entries.size());
-    for (const Entry* entry : sortedEntries(m_entries, displaysBefore)) {
+    rebuilt.reserve(m_entries.inIndexOrder().size());
+    for (const Entry* entry : m_entries.inDisplayOrder()) {
         const auto found = kept.find(entry->id);
         if (found != kept.end()) {
             rebuilt.push_back(documentFor(*entry, *found->second));

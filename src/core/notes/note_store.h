@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/notes/note_document.h"
+#include "core/notes/note_entries.h"
 #include "core/notes/note_index.h"
 #include "core/notes/note_store_error.h"
 #include "core/notes/uuid.h"
@@ -72,24 +73,22 @@ public:
     const std::filesystem::path& root() const { return m_root; }
 
 private:
-    using Entries = std::unordered_map<Uuid, NoteIndex::Entry>;
-
     std::filesystem::path noteURL(const Uuid& id) const;
     NoteIndex readIndexOrRecover() const;
-    void writeIndex(const Entries& entries) const;
+    void writeIndex(const detail::NoteEntries& entries) const;
     void refreshNotesPreservingText();
     void requireLoaded() const;
     void requireWritable() const;
     NoteIndex::Entry& entry(const Uuid& id);
-    std::string readNoteText(const Uuid& id, const std::filesystem::path& file) const;
     NoteIndex::Entry writeFirstNote(Date now) const;
 
     std::filesystem::path m_root;
     Access m_access;
     std::vector<NoteDocument> m_notes;
-    Entries m_entries;
+    detail::NoteEntries m_entries;
     bool m_isLoaded = false;
-    std::unordered_map<Uuid, std::filesystem::path> m_fileURLs;
+    std::unordered_map<Uuid, std::filesystem::path>
+        m_fileURLs; ///< only names not in canonical form
     std::int64_t m_nextOrder = 0;
 };
 

@@ -74,17 +74,20 @@ std::optional<Uuid> Uuid::parse(std::string_view text) {
 }
 
 std::string Uuid::string() const {
+    std::string out(stringLength, ' ');
+    writeString(out.data());
+    return out;
+}
+
+void Uuid::writeString(char* out) const {
     static constexpr char digits[] = "0123456789ABCDEF";
-    std::string out;
-    out.reserve(36);
     for (std::size_t i = 0; i < m_bytes.size(); ++i) {
         if (i == 4 || i == 6 || i == 8 || i == 10) {
-            out.push_back('-');
+            *out++ = '-';
         }
-        out.push_back(digits[m_bytes[i] >> 4]);
-        out.push_back(digits[m_bytes[i] & 0x0F]);
+        *out++ = digits[m_bytes[i] >> 4];
+        *out++ = digits[m_bytes[i] & 0x0F];
     }
-    return out;
 }
 
 } // namespace zemvar::core

@@ -33,6 +33,10 @@ public:
 
     /// Returns the canonical upper-case 36-character form.
     std::string string() const;
+    /// Length of string()'s result.
+    static constexpr std::size_t stringLength = 36;
+    /// Writes string() to the stringLength characters at `out` (no terminator).
+    void writeString(char* out) const;
     const std::array<std::uint8_t, 16>& bytes() const { return m_bytes; }
 
     friend auto operator<=>(const Uuid&, const Uuid&) = default;

@@ -107,7 +107,7 @@ TEST_F(NoteStoreTest, AdoptsFilesWithoutMetadataAsCalculationNotesDatedByTheFile
     EXPECT_EQ(notes[0].updatedAt, modified);
     // Birth time where the file system records one, else the modification time.
     EXPECT_TRUE(notes[0].createdAt == modified ||
-                std::chrono::system_clock::now() - notes[0].createdAt < std::chrono::minutes(5));
+                currentDate() - notes[0].createdAt < std::chrono::minutes(5));
     const auto index = indexJson();
     EXPECT_EQ(index["notes"][0]["order"], 0);
     EXPECT_EQ(index["notes"][1]["order"], 1);
@@ -288,7 +288,7 @@ TEST_F(NoteStoreTest, SaveWritesTextAndMetadataAndKeepsThePlace) {
     note.mode = NoteMode::code;
     note.codeLanguage = NoteCodeLanguage::sql;
     note.createdAt = Date{}; // the document's dates are ignored
-    const auto before = std::chrono::system_clock::now();
+    const auto before = currentDate();
     store.save(note);
 
     EXPECT_EQ(readFile(notePath(idB)), "Groceries\nmilk 2.50");

@@ -3,6 +3,7 @@
 #include "core/notes/iso_date.h"
 #include "core/notes/uuid.h"
 
+#include <random>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -50,6 +51,19 @@ TEST(IsoDateTest, FormatsInUtcWithoutFractions) {
                       std::chrono::milliseconds{53999};
     EXPECT_EQ(formatIsoDate(date), "2025-03-14T09:26:53Z");
     EXPECT_EQ(parseIsoDate("2025-03-14T09:26:53Z"), std::chrono::floor<std::chrono::seconds>(date));
+}
+
+TEST(IsoDateTest, WhatIsWrittenReadsBackForEveryYearAndOutOfRangeDatesAreClamped) {
+    std::mt19937_64 random(7);
+    std::uniform_int_distribution<std::int64_t> seconds(-62135596800, 253402300799);
+    for (int i = 0; i < 20000; ++i) {
+        const Date date{std::chrono::seconds{seconds(random)}};
+        ASSERT_EQ(parseIsoDate(formatIsoDate(date)), date) << formatIsoDate(date);
+    }
+    EXPECT_EQ(formatIsoDate(Date{std::chrono::seconds{-1}}), "1969-12-31T23:59:59Z");
+    EXPECT_EQ(formatIsoDate(Date{std::chrono::hours{-24 * 366 * 3000}}), "0001-01-01T00:00:00Z");
+    EXPECT_EQ(formatIsoDate(Date{std::chrono::hours{24 * 366 * 9000}}), "9999-12-31T23:59:59Z");
+    EXPECT_EQ(formatIsoDate(parseIsoDate("2024-02-29T12:00:00Z").value()), "2024-02-29T12:00:00Z");
 }
 
 TEST(IsoDateTest, ParsesOffsetsAndRejectsOtherForms) {

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+//
+// Loading and saving a notes library, each against the bare file operations it cannot avoid
+// (measured in the same run): reading the same files, and writing and syncing the same bytes.
+#include "core/notes/file_io.h"
+#include "core/notes/note_index.h"
+#include "core/notes/note_store.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+using namespace zemvar::core;
+
+// A note of about 500 bytes that reads like a real one.
+std::string noteText(std::mt19937& random) {
+    static const char* const words[] = {"budget",   "rent",   "call",    "Porto",   "meeting",
+                                        "= 1200",   "coffee", "12.5 km", "invoice", "done",
+                                        "tomorrow", "50%",    "café",    "paint"};
+    std::uniform_int_distribution<std::size_t> pick(0, std::size(words) - 1);
+    std::string text;
+    while (text.size() < 500) {
+        text += words[pick(random)];
+        text += (text.size() % 7 == 0) ? "\n" : " ";
+    }
+    return text;
+}
+
+// A library of `count` notes with a consistent index, made once per size and reused.
+class Library {
+public:
+    explicit Library(int count)
+        : m_root(benchRoot() / ("library-" + std::to_string(count))) {
+        std::filesystem::remove_all(m_root);
+        std::filesystem::create_directories(m_root / "notes");
+        std::mt19937 random(static_cast<unsigned>(count));
+        NoteIndex index;
+        const Date now = currentDate();
+        for (int i = 0; i < count; ++i) {
+            const NoteIndex::Entry entry{
+                Uuid::random(),         now, now, i % 50 == 0, i, NoteMode::calculations,
+                NoteCodeLanguage::swift};
+            const auto path = m_root / "notes" / (entry.id.string() + ".txt");
+            writeFileAtomically(path, noteText(random));
+            m_files.push_back(path);
+            index.notes.push_back(entry);
+        }
+        writeFileAtomically(m_root / "index.json", index.encode());
+        m_files.push_back(m_root / "index.json");
+    }
+    ~Library() { std::filesystem::remove_all(m_root); }
+
+    const std::filesystem::path& root() const { return m_root; }
+    const std::vector<std::filesystem::path>& files() const { return m_files; }
+
+    static Library& ofSize(int count) {
+        static std::map<int, std::unique_ptr<Library>> libraries;
+        auto& library = libraries[count];
+        if (!library) {
+            library = std::make_unique<Library>(count);
+        }
+        return *library;
+    }
+
+private:
+    static std::filesystem::path benchRoot() {
+        const char* given = std::getenv("ZEMVAR_BENCH_DIR");
+        return given != nullptr ? std::filesystem::path(given)
+                                : std::filesystem::temp_directory_path() / "zemvar-bench";
+    }
+
+    std::filesystem::path m_root;
+    std::vector<std::filesystem::path> m_files; // every note file, then index.json
+};
+
+void BM_StoreLoad(benchmark::State& state) {
+    const Library& library = Library::ofSize(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        NoteStore store(library.root());
+        benchmark::DoNotOptimize(store.load().size());
+    }
+}
+
+void BM_StoreLoadRawRead(benchmark::State& state) {
+    const Library& library = Library::ofSize(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        std::size_t bytes = 0;
+        for (const auto& path : library.files()) {
+            bytes += readFileBytes(path).size();
+        }
+        benchmark::DoNotOptimize(bytes);
+    }
+}
+
+void BM_StoreSave(benchmark::State& state) {
+    const Library& library = Library::ofSize(static_cast<int>(state.range(0)));
+    NoteStore store(library.root());
+    store.load();
+    NoteDocument note = store.notes()[store.notes().size() / 2];
+    int round = 0;
+    for (auto _ : state) {
+        note.text = "edited " + std::to_string(++round) + "\n" + note.text.substr(0, 480);
+        store.save(note);
+    }
+}
+
+// What a save must do at the least: write and sync the note's bytes and the index's bytes.
+void BM_StoreSaveRawWrite(benchmark::State& state) {
+    const Library& library = Library::ofSize(static_cast<int>(state.range(0)));
+    const std::string noteBytes = readFileBytes(library.files().front());
+    const std::string indexBytes = readFileBytes(library.files().back());
+    const auto raw = library.root() / "raw";
+    std::filesystem::create_directories(raw);
+    const auto writeSynced = [](const std::filesystem::path& path, const std::string& bytes) {
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        if (fd < 0 ||
+            ::write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()) ||
+            ::fsync(fd) != 0) {
+            std::abort();
+        }
+        ::close(fd);
+    };
+    for (auto _ : state) {
+        writeSynced(raw / "note.txt", noteBytes);
+        writeSynced(raw / "index.json", indexBytes);
+    }
+}
+
+} // namespace
+
+BENCHMARK(BM_StoreLoad)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StoreLoadRawRead)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StoreSave)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StoreSaveRawWrite)->Arg(10000)->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();

@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "core/notes/library_lock.h"
+#include "support/run_process.h"
+#include "support/temporary_folder.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace zemvar {
+namespace {
+
+using testing::ProcessResult;
+using testing::readFile;
+using testing::TemporaryFolder;
+using testing::writeFile;
+
+class CliNotesTest : public ::testing::Test {
+protected:
+    // Runs the tool on the test's library (through --library unless `arguments` name one).
+    ProcessResult cli(std::vector<std::string> arguments, const std::string& input = {}) const {
+        if (std::find(arguments.begin(), arguments.end(), "--library") == arguments.end()) {
+            arguments.push_back("--library");
+            arguments.push_back(library.string());
+        }
+        return testing::runProcess(ZEMVAR_CLI_PATH, arguments, input,
+                                   {{"ZEMVAR_NOTES_LIBRARY", ""}});
+    }
+
+    std::string newNote(const std::vector<std::string>& extra = {}) const {
+        std::vector<std::string> arguments{"new"};
+        arguments.insert(arguments.end(), extra.begin(), extra.end());
+        const ProcessResult result = cli(arguments);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return result.out.substr(0, 36);
+    }
+
+    nlohmann::json listJson() const {
+        const ProcessResult result = cli({"list", "--json"});
+        EXPECT_EQ(result.status, 0) << result.err;
+        return nlohmann::json::parse(result.out);
+    }
+
+    std::vector<std::string> listedIds() const {
+        std::vector<std::string> ids;
+        for (const auto& note : listJson()) {
+            ids.push_back(note["id"]);
+        }
+        return ids;
+    }
+
+    TemporaryFolder folder;
+    std::filesystem::path library = folder / "Zemvar Notes";
+};
+
+TEST_F(CliNotesTest, FirstListCreatesTheLibraryWithOneEmptyNote) {
+    const ProcessResult result = cli({"list"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(result.out.ends_with("  text            Empty note\n")) << result.out;
+    EXPECT_TRUE(std::filesystem::exists(library / "index.json"));
+
+    const auto notes = listJson();
+    ASSERT_EQ(notes.size(), 1u);
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : notes[0].items()) {
+        keys.push_back(key);
+    }
+    EXPECT_EQ(keys, (std::vector<std::string>{"codeLanguage", "createdAt", "id", "mode", "pinned",
+                                              "title", "updatedAt"}));
+    EXPECT_EQ(notes[0]["title"], "");
+    EXPECT_EQ(notes[0]["pinned"], false);
+    EXPECT_EQ(notes[0]["codeLanguage"], "swift");
+}
+
+TEST_F(CliNotesTest, WriteThenShowGivesTheTextBackExactly) {
+    const std::string id = newNote({"--mode", "calculations"});
+    const std::string text = "  Café budget 📈\r\nrent = 1200\n\nno newline at the end";
+    ProcessResult result = cli({"write", id}, text);
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "");
+
+    std::string lower = id;
+    std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
+    result = cli({"show", lower});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, text);
+    EXPECT_EQ(readFile(library / "notes" / (id + ".txt")), text);
+
+    const auto shown = nlohmann::json::parse(cli({"show", id, "--json"}).out);
+    EXPECT_EQ(shown["text"], text);
+    EXPECT_EQ(shown["title"], "Café budget 📈");
+    EXPECT_EQ(shown["mode"], "calculations");
+}
+
+TEST_F(CliNotesTest, NewPlacesNotesAfterTheAnchorOrAtTheEnd) {
+    const std::string first = listJson()[0]["id"];
+    const std::string last = newNote();
+    const std::string middle = newNote({"--after", first});
+    EXPECT_EQ(listedIds(), (std::vector<std::string>{first, middle, last}));
+
+    const auto created = nlohmann::json::parse(cli({"new", "--mode", "markdown", "--json"}).out);
+    EXPECT_EQ(created["mode"], "markdown");
+    EXPECT_EQ(listedIds().back(), created["id"]);
+
+    const ProcessResult unknown = cli({"new", "--after", "00000000-0000-4000-8000-000000000000"});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_EQ(unknown.err, "This note could not be found; it may have been deleted.\n");
+    EXPECT_EQ(listJson().size(), 4u);
+}
+
+TEST_F(CliNotesTest, PinUnpinAndDeleteFollowTheStore) {
+    const std::string first = listJson()[0]["id"];
+    const std::string second = newNote();
+    ASSERT_EQ(cli({"pin", second}).status, 0);
+    EXPECT_EQ(listedIds(), (std::vector<std::string>{second, first}));
+    EXPECT_NE(cli({"list"}).out.find(second + "  text          * Empty note"), std::string::npos);
+
+    const auto unpinned = nlohmann::json::parse(cli({"unpin", second, "--json"}).out);
+    EXPECT_EQ(unpinned["pinned"], false);
+    EXPECT_EQ(listedIds(), (std::vector<std::string>{first, second}));
+
+    ASSERT_EQ(cli({"delete", first}).status, 0);
+    ASSERT_EQ(cli({"delete", second}).status, 0);
+    const auto ids = listedIds();
+    ASSERT_EQ(ids.size(), 1u); // deleting the last note leaves a new empty one
+    EXPECT_NE(ids[0], second);
+    EXPECT_FALSE(std::filesystem::exists(library / "notes" / (second + ".txt")));
+}
+
+TEST_F(CliNotesTest, SearchIgnoresCaseAndAccents) {
+    const std::string cafe = newNote();
+    cli({"write", cafe}, "Shopping\nun café noir\n");
+    const std::string other = newNote();
+    cli({"write", other}, "Rent\n");
+
+    ProcessResult result = cli({"search", "  CAFE "});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, cafe + "  text            Shopping\n");
+    const auto all = nlohmann::json::parse(cli({"search", " \t", "--json"}).out);
+    EXPECT_EQ(all.size(), 3u);
+    EXPECT_EQ(cli({"search", "nothing like it"}).out, "");
+}
+
+TEST_F(CliNotesTest, RefusalsPrintTheExactMessageAndExitWithOne) {
+    const std::string id = listJson()[0]["id"];
+    writeFile(library / "notes" / (id + ".txt"), "caf\xE9");
+    ProcessResult result = cli({"write", id}, "mine");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err,
+              "Note " + id +
+                  " could not be read as UTF-8. Its original file has been preserved.\n");
+    EXPECT_EQ(readFile(library / "notes" / (id + ".txt")), "caf\xE9");
+
+    writeFile(library / "notes" / (id + ".txt"), "fine");
+    result = cli({"write", id}, "bad \xFF input");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("not valid UTF-8"), std::string::npos);
+    EXPECT_EQ(readFile(library / "notes" / (id + ".txt")), "fine");
+
+    std::string lower = id;
+    std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
+    writeFile(library / "notes" / (lower + ".txt"), "twin");
+    result = cli({"list"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "More than one file uses note ID " + id +
+                              ". Rename the duplicate file before reopening Notes.\n");
+}
+
+TEST_F(CliNotesTest, AHeldLibraryRefusesChangesButCanBeRead) {
+    const std::string id = newNote();
+    const std::string indexBefore = readFile(library / "index.json");
+    const core::LibraryLock held = core::LibraryLock::acquire(library);
+    for (const std::vector<std::string>& change : {std::vector<std::string>{"new"},
+                                                   {"write", id},
+                                                   {"delete", id},
+                                                   {"pin", id},
+                                                   {"unpin", id}}) {
+        const ProcessResult result = cli(change, "text");
+        EXPECT_EQ(result.status, 1) << change[0];
+        EXPECT_EQ(result.err,
+                  "The notes library is in use by another Zemvar Notes program. Close it and try "
+                  "again.\n");
+    }
+    EXPECT_EQ(readFile(library / "index.json"), indexBefore);
+    EXPECT_EQ(cli({"list"}).status, 0);
+    EXPECT_EQ(cli({"show", id}).status, 0);
+}
+
+TEST_F(CliNotesTest, UsageErrorsExitWithTwoAndEveryCommandHasHelp) {
+    for (const std::vector<std::string>& wrong : {std::vector<std::string>{"show"},
+                                                  {"show", "not-an-id"},
+                                                  {"list", "extra"},
+                                                  {"list", "--bogus"},
+                                                  {"new", "--mode", "poem"},
+                                                  {"new", "--mode"},
+                                                  {"frobnicate"},
+                                                  {"list", "--json=yes"}}) {
+        const ProcessResult result = cli(wrong);
+        EXPECT_EQ(result.status, 2) << wrong[0];
+        EXPECT_NE(result.err.find("Usage: zemvar-notes-cli"), std::string::npos) << result.err;
+    }
+    for (const char* command :
+         {"list", "show", "new", "write", "delete", "pin", "unpin", "search", "path"}) {
+        const ProcessResult result = cli({command, "--help"});
+        EXPECT_EQ(result.status, 0) << command;
+        EXPECT_TRUE(result.out.starts_with(std::string("Usage: zemvar-notes-cli ") + command))
+            << result.out;
+    }
+    EXPECT_EQ(testing::runProcess(ZEMVAR_CLI_PATH, {}).status, 2);
+    EXPECT_EQ(testing::runProcess(ZEMVAR_CLI_PATH, {"--help"}).status, 0);
+}
+
+TEST_F(CliNotesTest, TheLibraryFolderComesFromTheOptionTheEnvironmentOrTheDataHome) {
+    const auto path = [](const std::map<std::string, std::string>& environment,
+                         std::vector<std::string> arguments = {}) {
+        arguments.insert(arguments.begin(), "path");
+        return testing::runProcess(ZEMVAR_CLI_PATH, arguments, {}, environment).out;
+    };
+    EXPECT_EQ(path({{"ZEMVAR_NOTES_LIBRARY", "/tmp/a"}}, {"--library", "/tmp/b"}), "/tmp/b\n");
+    EXPECT_EQ(path({{"ZEMVAR_NOTES_LIBRARY", "/tmp/a"}}), "/tmp/a\n");
+    EXPECT_EQ(path({{"ZEMVAR_NOTES_LIBRARY", ""}, {"XDG_DATA_HOME", "/data"}}),
+              "/data/Zemvar Notes\n");
+    EXPECT_EQ(path({{"ZEMVAR_NOTES_LIBRARY", ""}, {"XDG_DATA_HOME", ""}, {"HOME", "/home/ada"}}),
+              "/home/ada/.local/share/Zemvar Notes\n");
+    EXPECT_EQ(nlohmann::json::parse(path({}, {"--library", "/x y", "--json"}))["path"], "/x y");
+}
+
+} // namespace
+} // namespace zemvar
