@@ -233,7 +233,9 @@ const std::vector<NoteDocument>& NoteStore::load() {
     std::unordered_map<Uuid, std::string> texts;
     texts.reserve(files.size());
     std::unordered_map<Uuid, std::filesystem::path> fileURLs;
-    for (const auto& [id, name] : files) {
+    for (const auto& file : files) {
+        const Uuid& id = file.first;
+        const std::string& name = file.second;
         texts.emplace(id,
                       readNoteText(id, [&] { return readFileBytesAt(folder, notesFolder, name); }));
         if (name != id.string() + ".txt") {
