@@ -2,6 +2,7 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #pragma once
 
+#include "core/calc/calc_error.h"
 #include "core/calc/calc_value.h"
 #include "core/calc/decimal_separator.h"
 #include "core/calc/token.h"
@@ -10,9 +11,13 @@
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <variant>
 #include <vector>
 
 namespace zemvar::core {
+
+/// The value of a calculation, or the error that prevented it.
+using CalcResult = std::variant<CalcValue, CalcError>;
 
 /// Evaluates the text of one calculation to a number or a measurement.
 ///
@@ -47,6 +52,12 @@ public:
     CalcValue evaluate(std::string_view text, std::vector<Token>& scratch) const;
     /// Evaluates tokens that are already there. Throws CalcError.
     CalcValue evaluateTokens(const std::vector<Token>& tokens) const;
+
+    /// Like evaluate, but returns the failure instead of throwing it, for callers that meet
+    /// failing text routinely (a note's prose): unwinding costs more than a whole evaluation.
+    CalcResult tryEvaluate(std::string_view text, std::vector<Token>& scratch) const;
+    /// Like evaluateTokens, returning the failure instead of throwing it.
+    CalcResult tryEvaluateTokens(const std::vector<Token>& tokens) const;
 
     DecimalSeparator separator() const { return m_separator; }
     const Variables& variables() const { return *m_variables; }

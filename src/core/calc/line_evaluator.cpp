@@ -114,15 +114,13 @@ std::vector<LineResult> LineEvaluator::evaluate(std::string_view text) const {
     std::vector<Token> tokens;                           // reused by every line
 
     const auto tryEvaluate = [&](std::string_view expression) -> std::optional<CalcValue> {
-        try {
-            const CalcValue value = calculator.evaluate(expression, tokens);
-            if (!std::isfinite(value.value())) {
-                return std::nullopt;
-            }
-            return value;
-        } catch (const CalcError&) {
-            return std::nullopt; // a failing line simply shows nothing
+        const CalcResult result = calculator.tryEvaluate(expression, tokens);
+        const CalcValue* value = std::get_if<CalcValue>(&result);
+        // A failing line simply shows nothing, and neither does a non-finite value.
+        if (value == nullptr || !std::isfinite(value->value())) {
+            return std::nullopt;
         }
+        return *value;
     };
 
     std::size_t lineIndex = 0;

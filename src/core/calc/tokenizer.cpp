@@ -29,6 +29,13 @@ std::vector<Token> Tokenizer::tokenize(std::string_view text, DecimalSeparator s
 
 void Tokenizer::tokenize(std::string_view text, DecimalSeparator separator,
                          std::vector<Token>& tokens) {
+    if (std::optional<CalcError> error = tryTokenize(text, separator, tokens)) {
+        throw std::move(*error);
+    }
+}
+
+std::optional<CalcError> Tokenizer::tryTokenize(std::string_view text, DecimalSeparator separator,
+                                                std::vector<Token>& tokens) {
     std::size_t pos = 0;
     while (pos < text.size()) {
         const Character current = characterAt(text, pos);
@@ -62,7 +69,7 @@ void Tokenizer::tokenize(std::string_view text, DecimalSeparator separator,
             const std::string_view number = text.substr(pos, lastNonMarkEnd - pos);
             const std::optional<double> value = parseNumber(separator, number);
             if (!value) {
-                throw CalcError(CalcError::Case::invalidNumber, std::string(number));
+                return CalcError(CalcError::Case::invalidNumber, std::string(number));
             }
             tokens.push_back(Token::makeNumber(*value));
             pos = lastNonMarkEnd;
@@ -121,9 +128,10 @@ void Tokenizer::tokenize(std::string_view text, DecimalSeparator separator,
                 break;
             }
         }
-        throw CalcError(CalcError::Case::unexpectedCharacter,
-                        std::string(text.substr(current.begin, current.end - current.begin)));
+        return CalcError(CalcError::Case::unexpectedCharacter,
+                         std::string(text.substr(current.begin, current.end - current.begin)));
     }
+    return std::nullopt;
 }
 
 } // namespace zemvar::core

@@ -2,9 +2,11 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #pragma once
 
+#include "core/calc/calc_error.h"
 #include "core/calc/decimal_separator.h"
 #include "core/calc/token.h"
 
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -36,6 +38,10 @@ public:
     /// CalcError the tokens appended so far stay in `tokens`.
     static void tokenize(std::string_view text, DecimalSeparator separator,
                          std::vector<Token>& tokens);
+
+    /// Like the appending tokenize, but returns the failure instead of throwing it.
+    static std::optional<CalcError> tryTokenize(std::string_view text, DecimalSeparator separator,
+                                                std::vector<Token>& tokens);
 };
 
 } // namespace zemvar::core
