@@ -28,26 +28,29 @@ locale_t cLocale() {
     return locale;
 }
 
-// Converts NUL-terminated `text` of `length` characters, which must be consumed entirely.
-std::optional<double> convert(const char* text, std::size_t length) {
-    if (length == 0) {
+bool isAsciiLetter(char ch) {
+    return (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z');
+}
+
+// Converts `text`, which must be consumed entirely, as strtod does in the "C" locale.
+std::optional<double> convert(std::string_view text) {
+    if (text.empty()) {
         return std::nullopt;
     }
     // strtod skips leading white space, but a number with a space in front is not a number.
-    const char first = text[0];
+    const char first = text.front();
     if (first == ' ' || (first >= '\t' && first <= '\r')) {
         return std::nullopt;
     }
-    const char* end = text + length;
     // Plain digits with an optional fraction: std::from_chars is correctly rounded, as glibc's
-    // strtod is, so both give the same double; it only leaves out-of-range values to strtod.
-    const char* point = std::find(text, end, '.');
-    const bool plain = std::all_of(text, point, isAsciiDigit) &&
-                       (point == end || std::all_of(point + 1, end, isAsciiDigit)) && point != text;
+    // strtod is, so both give the same double; only out-of-range values are left to strtod.
+    const auto point = std::find(text.begin(), text.end(), '.');
+    const bool plain = point != text.begin() && std::all_of(text.begin(), point, isAsciiDigit) &&
+                       (point == text.end() || std::all_of(point + 1, text.end(), isAsciiDigit));
     if (plain) {
         double value = 0;
-        const auto [ptr, error] = std::from_chars(text, end, value);
-        if (error == std::errc() && ptr == end) {
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        if (error == std::errc() && end == text.data() + text.size()) {
             return value;
         }
     }
@@ -55,9 +58,22 @@ std::optional<double> convert(const char* text, std::size_t length) {
     if (locale == nullptr) {
         return std::nullopt;
     }
-    char* parsedEnd = nullptr;
-    const double value = strtod_l(text, &parsedEnd, locale);
-    if (parsedEnd != end) {
+    // After an optional sign, strtod reads only a digit, a point, "inf" or "nan"; checking
+    // that first spares words the copy below.
+    const std::size_t body = first == '+' || first == '-' ? 1 : 0;
+    if (body < text.size()) {
+        const char lead = text[body];
+        if (!isAsciiDigit(lead) && lead != '.' && lead != 'i' && lead != 'I' && lead != 'n' &&
+            lead != 'N') {
+            return std::nullopt;
+        }
+    }
+    // strtod needs a terminated string; a NUL inside the text then ends the conversion early,
+    // which the length check below rejects.
+    const std::string terminated(text);
+    char* end = nullptr;
+    const double value = strtod_l(terminated.c_str(), &end, locale);
+    if (end != terminated.c_str() + terminated.size()) {
         return std::nullopt;
     }
     return value;
@@ -116,48 +132,69 @@ DecimalSeparator automaticDecimalSeparator(std::string_view localeName) {
 }
 
 std::optional<double> parseNumber(DecimalSeparator separator, std::string_view text) {
-    // The C conversion reads ASCII only, so text with any other byte can never be a number;
-    // deciding that first also makes counting group lengths in bytes exact.
-    if (std::any_of(text.begin(), text.end(),
-                    [](char ch) { return static_cast<unsigned char>(ch) >= 0x80; })) {
-        return std::nullopt;
-    }
     const char decimal = character(separator);
     const char grouping = thousandsCharacter(separator);
 
-    std::string_view integerPart = text;
-    std::string_view fraction;
-    if (const std::size_t mark = text.find(decimal); mark != std::string_view::npos) {
-        integerPart = text.substr(0, mark);
-        fraction = text.substr(mark + 1);
+    // One pass finds the marks and rejects what the C conversion could never consume: any
+    // byte outside ASCII (so group lengths in bytes are lengths in characters), white space
+    // and every symbol except a sign and the parentheses of "nan(...)". Most lines of a note
+    // are no bare number, and this answers them without copying.
+    std::size_t decimalAt = std::string_view::npos;
+    bool grouped = false;
+    bool digitsOnly = true;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char ch = text[i];
+        if (ch == decimal) {
+            if (decimalAt != std::string_view::npos) {
+                return std::nullopt; // more than one decimal mark
+            }
+            decimalAt = i;
+        } else if (ch == grouping) {
+            if (decimalAt != std::string_view::npos) {
+                return std::nullopt; // no grouping inside the fraction
+            }
+            grouped = true;
+        } else if (isAsciiDigit(ch)) {
+            // the common case
+        } else if (isAsciiLetter(ch) || ch == '_' || ch == '+' || ch == '-' || ch == '(' ||
+                   ch == ')') {
+            digitsOnly = false;
+        } else {
+            return std::nullopt;
+        }
     }
-    if (fraction.find(decimal) != std::string_view::npos ||
-        fraction.find(grouping) != std::string_view::npos) {
-        return std::nullopt;
+    const std::string_view integerPart = text.substr(0, decimalAt);
+    const std::string_view fraction =
+        decimalAt == std::string_view::npos ? std::string_view() : text.substr(decimalAt + 1);
+
+    // Plain "digits" or "digits.digits" under the point setting is its own C text.
+    if (digitsOnly && !grouped && decimal == '.' && !integerPart.empty() && !fraction.empty()) {
+        return convert(text);
+    }
+    if (digitsOnly && !grouped && decimalAt == std::string_view::npos && !text.empty()) {
+        return convert(text);
     }
 
-    // Room for the joined groups, a leading "0", the point, the fraction and a NUL.
     std::string buffer;
-    buffer.reserve(text.size() + 3);
-    if (integerPart.find(grouping) == std::string_view::npos) {
+    buffer.reserve(text.size() + 2);
+    if (!grouped) {
         buffer.append(integerPart);
     } else {
+        // The first group has one to three characters, every later group exactly three.
         std::size_t start = 0;
-        bool first = true;
         while (true) {
             const std::size_t end = integerPart.find(grouping, start);
-            const std::string_view group = integerPart.substr(
-                start, end == std::string_view::npos ? std::string_view::npos : end - start);
-            const bool fits = first ? !group.empty() && group.size() <= 3 : group.size() == 3;
+            const std::size_t length =
+                (end == std::string_view::npos ? integerPart.size() : end) - start;
+            const bool fits = start == 0 ? length >= 1 && length <= 3 : length == 3;
             if (!fits) {
                 return std::nullopt;
             }
-            buffer.append(group);
+            buffer.append(integerPart.substr(start, length));
             if (end == std::string_view::npos) {
                 break;
             }
             start = end + 1;
-            first = false;
         }
     }
     if (buffer.empty()) {
@@ -170,7 +207,7 @@ std::optional<double> parseNumber(DecimalSeparator separator, std::string_view t
         buffer.push_back('.');
         buffer.append(fraction);
     }
-    return convert(buffer.c_str(), buffer.size());
+    return convert(buffer);
 }
 
 } // namespace zemvar::core

@@ -4,10 +4,10 @@
 
 #include "core/calc/icu_locale.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 
 #include <unicode/dcfmtsym.h>
 
@@ -121,94 +121,90 @@ std::string ResultFormatter::fastNumber(const FastPath& marks, double value) con
         return {};
     }
     // The shortest decimal that reads back to the same double, as "d.ddde±x"; this is also
-    // the decimal ICU rounds.
-    std::array<char, 32> buffer{};
-    const auto converted = std::to_chars(buffer.data(), buffer.data() + buffer.size(),
+    // the decimal that ICU rounds.
+    std::array<char, 32> scientific{};
+    const auto converted = std::to_chars(scientific.data(), scientific.data() + scientific.size(),
                                          std::fabs(value), std::chars_format::scientific);
-    const std::string_view scientific(buffer.data(),
-                                      static_cast<std::size_t>(converted.ptr - buffer.data()));
-    const std::size_t e = scientific.find('e');
-    const int exponent = std::atoi(scientific.data() + e + 1);
-    std::string digits;
-    for (const char ch : scientific.substr(0, e)) {
-        if (ch != '.') {
-            digits.push_back(ch);
+    std::array<char, 17> digits{}; // at most 17 significant digits
+    std::size_t digitCount = 0;
+    const char* p = scientific.data();
+    for (; *p != 'e'; ++p) {
+        if (*p != '.') {
+            digits[digitCount++] = *p;
         }
     }
+    ++p;
+    const bool negativeExponent = *p == '-';
+    int exponent = 0;
+    for (++p; p < converted.ptr; ++p) {
+        exponent = exponent * 10 + (*p - '0');
+    }
+    if (negativeExponent) {
+        exponent = -exponent;
+    }
 
-    // Split into integer and fraction digits around the decimal point.
-    std::string integer;
-    std::string fraction;
-    if (exponent >= 0) {
-        const auto integerLength = static_cast<std::size_t>(exponent) + 1;
-        if (digits.size() <= integerLength) {
-            integer = digits;
-            integer.append(integerLength - digits.size(), '0');
-        } else {
-            integer = digits.substr(0, integerLength);
-            fraction = digits.substr(integerLength);
+    // Place the digits around the decimal point: `integer` holds the integer digits (at most
+    // 309), `fraction` the first five fraction digits, enough to round at the fourth.
+    std::array<char, 320> integer{};
+    std::size_t integerCount = 0;
+    std::array<char, maximumFractionDigits + 1> fraction{};
+    std::size_t fractionCount = 0;
+    const int pointAfter = exponent + 1; // digits before the decimal point
+    if (pointAfter <= 0) {
+        integer[integerCount++] = '0';
+    }
+    for (int i = 0; i < std::max(pointAfter, 0); ++i) {
+        integer[integerCount++] =
+            static_cast<std::size_t>(i) < digitCount ? digits[static_cast<std::size_t>(i)] : '0';
+    }
+    for (int i = pointAfter; fractionCount < fraction.size(); ++i) {
+        if (i >= static_cast<int>(digitCount)) {
+            break;
         }
-    } else {
-        integer = "0";
-        fraction.assign(static_cast<std::size_t>(-exponent - 1), '0');
-        fraction.append(digits);
+        fraction[fractionCount++] = i < 0 ? '0' : digits[static_cast<std::size_t>(i)];
     }
 
     // Round half up at the fourth fraction digit: on a decimal string "half" is exact, so the
     // first dropped digit alone decides.
-    if (fraction.size() > maximumFractionDigits) {
-        const bool up = fraction[maximumFractionDigits] >= '5';
-        fraction.resize(maximumFractionDigits);
-        if (up) {
-            std::size_t i = fraction.size();
-            bool carry = true;
-            while (carry && i > 0) {
-                --i;
-                if (fraction[i] == '9') {
-                    fraction[i] = '0';
-                } else {
-                    ++fraction[i];
-                    carry = false;
-                }
-            }
-            i = integer.size();
-            while (carry && i > 0) {
-                --i;
-                if (integer[i] == '9') {
-                    integer[i] = '0';
-                } else {
-                    ++integer[i];
-                    carry = false;
-                }
-            }
-            if (carry) {
-                integer.insert(integer.begin(), '1');
-            }
-        }
+    bool carry = false;
+    if (fractionCount > maximumFractionDigits) {
+        carry = fraction[maximumFractionDigits] >= '5';
+        fractionCount = maximumFractionDigits;
     }
-    while (!fraction.empty() && fraction.back() == '0') {
-        fraction.pop_back();
+    for (std::size_t i = fractionCount; carry && i > 0; --i) {
+        carry = fraction[i - 1] == '9';
+        fraction[i - 1] = carry ? '0' : static_cast<char>(fraction[i - 1] + 1);
+    }
+    for (std::size_t i = integerCount; carry && i > 0; --i) {
+        carry = integer[i - 1] == '9';
+        integer[i - 1] = carry ? '0' : static_cast<char>(integer[i - 1] + 1);
+    }
+    while (fractionCount > 0 && fraction[fractionCount - 1] == '0') {
+        --fractionCount;
     }
 
     std::string out;
-    const bool zero = fraction.empty() && integer.find_first_not_of('0') == std::string::npos;
+    const bool zero = !carry && fractionCount == 0 &&
+                      std::all_of(integer.begin(), integer.begin() + integerCount,
+                                  [](char ch) { return ch == '0'; });
     if (std::signbit(value) && !zero) {
         out.push_back('-');
     }
-    if (std::fabs(value) >= groupingThreshold) {
-        const std::size_t length = integer.size();
-        for (std::size_t i = 0; i < length; ++i) {
-            if (i > 0 && (length - i) % 3 == 0) {
-                out.append(marks.grouping);
-            }
-            out.push_back(integer[i]);
-        }
-    } else {
-        out.append(integer);
+    if (carry) {
+        out.push_back('1'); // 9.99995 became 10
     }
-    if (!fraction.empty()) {
+    const std::size_t length = integerCount + (carry ? 1 : 0);
+    const bool grouped = std::fabs(value) >= groupingThreshold;
+    for (std::size_t i = 0; i < integerCount; ++i) {
+        const std::size_t position = i + (carry ? 1 : 0);
+        if (grouped && position > 0 && (length - position) % 3 == 0) {
+            out.append(marks.grouping);
+        }
+        out.push_back(integer[i]);
+    }
+    if (fractionCount > 0) {
         out.append(marks.decimal);
-        out.append(fraction);
+        out.append(fraction.data(), fractionCount);
     }
     return out;
 }

@@ -2,11 +2,13 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/calc/decimal_separator.h"
 
+#include <cctype>
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -92,6 +94,81 @@ TEST(DecimalSeparatorTest, PlainDigitsConvertExactlyAsStrtod) {
         }
         SCOPED_TRACE(text);
         ASSERT_EQ(parseNumber(DecimalSeparator::point, text), std::strtod(text.c_str(), nullptr));
+    }
+}
+
+// The grouping and conversion rules read literally, without any shortcut.
+std::optional<double> readLiterally(DecimalSeparator separator, const std::string& text) {
+    const auto split = [](const std::string& whole, char mark) {
+        std::vector<std::string> pieces(1);
+        for (const char ch : whole) {
+            if (ch == mark) {
+                pieces.emplace_back();
+            } else {
+                pieces.back().push_back(ch);
+            }
+        }
+        return pieces;
+    };
+    const std::vector<std::string> pieces = split(text, character(separator));
+    if (pieces.size() > 2) {
+        return std::nullopt;
+    }
+    const std::string fraction = pieces.size() == 2 ? pieces[1] : "";
+    if (fraction.find(character(separator)) != std::string::npos ||
+        fraction.find(thousandsCharacter(separator)) != std::string::npos) {
+        return std::nullopt;
+    }
+    const std::vector<std::string> groups = split(pieces[0], thousandsCharacter(separator));
+    std::string joined;
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        if (groups.size() >= 2 &&
+            (i == 0 ? groups[i].empty() || groups[i].size() > 3 : groups[i].size() != 3)) {
+            return std::nullopt;
+        }
+        joined += groups[i];
+    }
+    if (joined.empty()) {
+        if (fraction.empty()) {
+            return std::nullopt;
+        }
+        joined.push_back('0');
+    }
+    if (!fraction.empty()) {
+        joined.push_back('.');
+        joined += fraction;
+    }
+    if (std::isspace(static_cast<unsigned char>(joined[0]))) {
+        return std::nullopt;
+    }
+    static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+    char* end = nullptr;
+    const double value = strtod_l(joined.c_str(), &end, cLocale);
+    if (end != joined.c_str() + joined.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+TEST(DecimalSeparatorTest, AgreesWithTheLiteralReadingOnRandomText) {
+    const std::string alphabet =
+        "0123456789012345678901234567890123456789.,.,.,+-eExXpPainfINF_() %";
+    std::mt19937 random(11);
+    std::uniform_int_distribution<std::size_t> pick(0, alphabet.size() - 1);
+    std::uniform_int_distribution<int> lengths(0, 9);
+    for (int i = 0; i < 200000; ++i) {
+        std::string text;
+        for (int n = lengths(random); n > 0; --n) {
+            text.push_back(alphabet[pick(random)]);
+        }
+        for (const DecimalSeparator separator : allDecimalSeparators) {
+            const std::optional<double> expected = readLiterally(separator, text);
+            const std::optional<double> actual = parseNumber(separator, text);
+            ASSERT_EQ(actual.has_value(), expected.has_value()) << text;
+            if (expected && !std::isnan(*expected)) {
+                ASSERT_EQ(*actual, *expected) << text;
+            }
+        }
     }
 }
 
