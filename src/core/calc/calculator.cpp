@@ -5,13 +5,24 @@
 #include "core/calc/tokenizer.h"
 #include "core/calc/unit_catalog.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <utility>
 
 namespace zemvar::core {
 
 namespace {
 
 using Case = CalcError::Case;
+
+// The tables are tiny, so a linear scan beats hashing the name.
+constexpr std::array<std::string_view, 5> functionNames = {"sqrt", "abs", "round", "floor", "ceil"};
+constexpr std::array<std::string_view, 3> keywordNames = {"in", "to", "as"};
+constexpr std::array<std::pair<std::string_view, double>, 2> constantValues = {{
+    {"pi", 3.141592653589793},
+    {"e", 2.718281828459045},
+}};
 
 // An intermediate result: a value, or a number followed by "%" whose meaning the next
 // operator decides (15% is kept as 15, not 0.15).
@@ -67,9 +78,8 @@ public:
         if (failed()) {
             return failedValue();
         }
-        if (const Token* next = peek();
-            next != nullptr && next->kind == Token::Kind::identifier &&
-            Calculator::conversionKeywords().contains(next->identifier)) {
+        if (const Token* next = peek(); next != nullptr && next->kind == Token::Kind::identifier &&
+                                        Calculator::isConversionKeyword(next->identifier)) {
             ++m_position;
             const CalcValue value = operand.resolved();
             const std::string* name = expectUnitName();
@@ -201,7 +211,7 @@ private:
     }
 
     Operand identifierValue(const std::string& name) {
-        if (Calculator::functions().contains(name)) {
+        if (Calculator::isFunction(name)) {
             if (!nextIs(Token::Kind::leftParen)) {
                 return fail(Case::unexpectedToken, name);
             }
@@ -215,9 +225,8 @@ private:
         if (const auto variable = m_variables.find(name); variable != m_variables.end()) {
             return Operand::fromValue(variable->second);
         }
-        const auto& constants = Calculator::constants();
-        if (const auto constant = constants.find(name); constant != constants.end()) {
-            return Operand::fromValue(CalcValue::number(constant->second));
+        if (const std::optional<double> constant = Calculator::constant(name)) {
+            return Operand::fromValue(CalcValue::number(*constant));
         }
         return fail(Case::unknownIdentifier, name);
     }
@@ -470,22 +479,38 @@ CalcResult Calculator::tryEvaluateTokens(const std::vector<Token>& tokens) const
 }
 
 const std::unordered_set<std::string_view>& Calculator::functions() {
-    static const std::unordered_set<std::string_view> names = {"sqrt", "abs", "round", "floor",
-                                                               "ceil"};
+    static const std::unordered_set<std::string_view> names(functionNames.begin(),
+                                                            functionNames.end());
     return names;
 }
 
 const std::unordered_map<std::string_view, double>& Calculator::constants() {
-    static const std::unordered_map<std::string_view, double> values = {
-        {"pi", 3.141592653589793},
-        {"e", 2.718281828459045},
-    };
+    static const std::unordered_map<std::string_view, double> values(constantValues.begin(),
+                                                                     constantValues.end());
     return values;
 }
 
 const std::unordered_set<std::string_view>& Calculator::conversionKeywords() {
-    static const std::unordered_set<std::string_view> words = {"in", "to", "as"};
+    static const std::unordered_set<std::string_view> words(keywordNames.begin(),
+                                                            keywordNames.end());
     return words;
+}
+
+bool Calculator::isFunction(std::string_view name) {
+    return std::find(functionNames.begin(), functionNames.end(), name) != functionNames.end();
+}
+
+bool Calculator::isConversionKeyword(std::string_view name) {
+    return std::find(keywordNames.begin(), keywordNames.end(), name) != keywordNames.end();
+}
+
+std::optional<double> Calculator::constant(std::string_view name) {
+    for (const auto& [constantName, value] : constantValues) {
+        if (constantName == name) {
+            return value;
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace zemvar::core

@@ -7,6 +7,7 @@
 #include "core/calc/decimal_separator.h"
 #include "core/calc/token.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -68,6 +69,13 @@ public:
     static const std::unordered_map<std::string_view, double>& constants();
     /// The words that introduce a conversion: in, to, as.
     static const std::unordered_set<std::string_view>& conversionKeywords();
+
+    /// Returns true when `name` (lowercased) is in functions().
+    static bool isFunction(std::string_view name);
+    /// Returns true when `name` (lowercased) is in conversionKeywords().
+    static bool isConversionKeyword(std::string_view name);
+    /// Returns the value of the constant `name` (lowercased), or nothing.
+    static std::optional<double> constant(std::string_view name);
 
 private:
     DecimalSeparator m_separator;

@@ -9,7 +9,6 @@
 #include "core/text/unicode.h"
 
 #include <cmath>
-#include <unordered_set>
 
 namespace zemvar::core {
 
@@ -19,19 +18,10 @@ using detail::Character;
 using detail::characterAt;
 
 // Names a variable can never take: they mean something else in a calculation.
-const std::unordered_set<std::string_view>& reservedNames() {
-    static const std::unordered_set<std::string_view> names = [] {
-        std::unordered_set<std::string_view> all(Calculator::functions().begin(),
-                                                 Calculator::functions().end());
-        for (const auto& [name, value] : Calculator::constants()) {
-            all.insert(name);
-        }
-        all.insert(Calculator::conversionKeywords().begin(),
-                   Calculator::conversionKeywords().end());
-        all.insert({"of", "total", "sum"});
-        return all;
-    }();
-    return names;
+bool isReservedName(std::string_view name) {
+    return Calculator::isFunction(name) || Calculator::constant(name).has_value() ||
+           Calculator::isConversionKeyword(name) || name == "of" || name == "total" ||
+           name == "sum";
 }
 
 bool isOperatorCharacter(char32_t c) {
@@ -88,8 +78,8 @@ bool needsLowercasing(std::string_view word) {
 }
 
 bool isMeaningfulWord(std::string_view word, const Variables& variables) {
-    return Calculator::conversionKeywords().contains(word) || UnitCatalog::unit(word) != nullptr ||
-           variables.find(word) != variables.end() || Calculator::functions().contains(word);
+    return Calculator::isConversionKeyword(word) || UnitCatalog::unit(word) != nullptr ||
+           variables.find(word) != variables.end() || Calculator::isFunction(word);
 }
 
 } // namespace
@@ -148,7 +138,7 @@ std::vector<LineResult> LineEvaluator::evaluate(std::string_view text) const {
             continue;
         }
         if (const std::optional<Assignment> assigned = assignment(line);
-            assigned && !reservedNames().contains(assigned->name) &&
+            assigned && !isReservedName(assigned->name) &&
             !UnitCatalog::isKnownAlias(assigned->name)) {
             if (const std::optional<CalcValue> value = tryEvaluate(assigned->expression)) {
                 variables.insert_or_assign(assigned->name, *value);
@@ -197,9 +187,16 @@ bool LineEvaluator::isCandidate(std::string_view line, const Variables& variable
     bool hasDigit = false;
     bool hasOperator = false;
     for (std::size_t pos = 0; pos < line.size();) {
-        const char32_t c = text::decodeUtf8(line, pos);
-        hasDigit = hasDigit || text::isDecimalDigit(c);
-        hasOperator = hasOperator || isOperatorCharacter(c);
+        const auto byte = static_cast<unsigned char>(line[pos]);
+        if (byte < 0x80) {
+            ++pos; // ASCII needs no decoding: its digits are 0-9
+            hasDigit = hasDigit || (byte >= '0' && byte <= '9');
+            hasOperator = hasOperator || isOperatorCharacter(byte);
+        } else {
+            const char32_t c = text::decodeUtf8(line, pos);
+            hasDigit = hasDigit || text::isDecimalDigit(c);
+            hasOperator = hasOperator || isOperatorCharacter(c);
+        }
         if (hasDigit && hasOperator) {
             return true;
         }

@@ -85,7 +85,9 @@ std::optional<CalcError> Tokenizer::tryTokenize(std::string_view text, DecimalSe
                 }
                 end = next.end;
             }
-            tokens.push_back(Token::makeIdentifier(text::lowercase(text.substr(pos, end - pos))));
+            Token& token = tokens.emplace_back();
+            token.kind = Token::Kind::identifier;
+            token.identifier = text::lowercase(text.substr(pos, end - pos));
             pos = end;
             continue;
         }

@@ -5,9 +5,10 @@
 #include "core/text/unicode.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <initializer_list>
 #include <string>
-#include <unordered_map>
+#include <vector>
 
 namespace zemvar::core {
 
@@ -89,14 +90,51 @@ struct Row {
     std::initializer_list<std::string_view> names;
 };
 
-struct NameHash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view name) const noexcept {
-        return std::hash<std::string_view>{}(name);
+// An open-addressing table from lowercased name to unit. Looking up a word is the most
+// frequent question of a note's evaluation (every word after a number may be a unit), and a
+// flat table with a short hash answers it without the node walks of std::unordered_map.
+class Table {
+public:
+    void insertOrAssign(std::string name, const Unit* unit) {
+        Slot& slot = m_slots[indexOf(name)];
+        if (slot.unit == nullptr) {
+            slot.name = std::move(name);
+        }
+        slot.unit = unit;
     }
-};
 
-using Table = std::unordered_map<std::string, const Unit*, NameHash, std::equal_to<>>;
+    const Unit* lookup(std::string_view name) const { return m_slots[indexOf(name)].unit; }
+
+private:
+    struct Slot {
+        std::string name;
+        const Unit* unit = nullptr; // nullptr: empty slot
+    };
+
+    // About four times the number of names, so probes stay short.
+    static constexpr std::size_t capacity = 1024;
+
+    static std::size_t hash(std::string_view name) {
+        std::uint32_t h = 2166136261u; // FNV-1a
+        for (const char ch : name) {
+            h = (h ^ static_cast<unsigned char>(ch)) * 16777619u;
+        }
+        return h;
+    }
+
+    // The slot holding `name`, or the empty slot where it would go.
+    std::size_t indexOf(std::string_view name) const {
+        for (std::size_t i = hash(name);; ++i) {
+            const std::size_t index = i & (capacity - 1);
+            const Slot& slot = m_slots[index];
+            if (slot.unit == nullptr || slot.name == name) {
+                return index;
+            }
+        }
+    }
+
+    std::vector<Slot> m_slots = std::vector<Slot>(capacity);
+};
 
 Table buildTable() {
     using namespace units;
@@ -164,7 +202,7 @@ Table buildTable() {
     Table table;
     for (const Row& row : rows) {
         for (const std::string_view name : row.names) {
-            table.insert_or_assign(text::lowercase(name), &row.unit);
+            table.insertOrAssign(text::lowercase(name), &row.unit);
         }
     }
     return table;
@@ -213,11 +251,8 @@ double convertValue(double value, const Unit& from, const Unit& to) {
 }
 
 const Unit* UnitCatalog::unit(std::string_view name) {
-    const Table& units = table();
     // Tokens arrive lowercased already; only other callers pay for lowercasing.
-    const auto found =
-        needsLowercasing(name) ? units.find(text::lowercase(name)) : units.find(name);
-    return found == units.end() ? nullptr : found->second;
+    return needsLowercasing(name) ? table().lookup(text::lowercase(name)) : table().lookup(name);
 }
 
 bool UnitCatalog::isKnownAlias(std::string_view name) {
