@@ -4,6 +4,8 @@
 #include "core/calc/calculator.h"
 
 #include <string>
+#include <variant>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -220,6 +222,23 @@ TEST(CalculatorTest, MeasurementDivisionByNumberMultipliesByTheReciprocal) {
     const Variables none;
     const CalcValue value = Calculator(DecimalSeparator::point, none).evaluate("10 m / 3");
     EXPECT_EQ(value.value(), 10 * (1.0 / 3));
+}
+
+TEST(CalculatorTest, ErrorsNameTheirCaseAndTheNonThrowingFormAgrees) {
+    EXPECT_STREQ(CalcError(CalcError::Case::divisionByZero).what(), "divisionByZero");
+    EXPECT_STREQ(CalcError(CalcError::Case::unknownUnit, "x").what(), "unknownUnit");
+    EXPECT_EQ(caseName(CalcError::Case::unexpectedCharacter), "unexpectedCharacter");
+
+    const Variables none;
+    const Calculator calculator(DecimalSeparator::point, none);
+    std::vector<Token> scratch;
+    const CalcResult failed = calculator.tryEvaluate("2 * (3 km", scratch);
+    ASSERT_TRUE(std::holds_alternative<CalcError>(failed));
+    EXPECT_EQ(std::get<CalcError>(failed), CalcError(CalcError::Case::unexpectedEnd));
+    const CalcResult succeeded = calculator.tryEvaluate("2 * (3 + 4)", scratch);
+    ASSERT_TRUE(std::holds_alternative<CalcValue>(succeeded));
+    EXPECT_EQ(std::get<CalcValue>(succeeded), CalcValue::number(14));
+    EXPECT_THROW(calculator.evaluate("1 +"), CalcError);
 }
 
 TEST(CalculatorTest, CommaSeparatorReadsNumbersTheOtherWay) {
