@@ -35,9 +35,11 @@ using CalcResult = std::variant<CalcValue, CalcError>;
 /// limited to `maxNesting` levels, far beyond any real calculation, so that hostile input
 /// cannot exhaust the stack.
 ///
-/// Every failure throws CalcError; non-finite results (an overflowing power) are returned as
-/// they are. The calculator keeps a reference to the variables: the map must outlive it and
-/// must not change during an evaluation. Names in it must be lowercased.
+/// A failure is a CalcError, thrown by evaluate and returned by tryEvaluate; non-finite results
+/// (an overflowing power) are values like any other. The calculator keeps a reference to the
+/// variables, so that a note's evaluator can let every line see the map it keeps filling
+/// without copying it: the map must outlive the calculator and must not change during an
+/// evaluation. Names in it must be lowercased.
 class Calculator {
 public:
     /// Nesting levels (parentheses, signs, powers) an expression may use.
@@ -46,6 +48,8 @@ public:
     Calculator(DecimalSeparator separator, const Variables& variables)
         : m_separator(separator)
         , m_variables(&variables) {}
+    /// A temporary map would dangle.
+    Calculator(DecimalSeparator separator, Variables&& variables) = delete;
 
     /// Tokenizes and evaluates `text`. Throws CalcError.
     CalcValue evaluate(std::string_view text) const;
