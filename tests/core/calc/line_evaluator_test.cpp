@@ -190,9 +190,8 @@ TEST(LineEvaluatorTest, SumRules) {
 
 // The note a benchmark evaluates on every keystroke: realistic and close to the limit.
 TEST(LineEvaluatorTest, GeneratedNoteEvaluatesWithoutSurprises) {
-    const char* script = "/work/shared/bench/gen_calc_note.py";
     const char* configured = std::getenv("ZEMVAR_CALC_NOTE_SCRIPT");
-    const std::string path = configured != nullptr ? configured : script;
+    const std::string path = configured != nullptr ? configured : ZEMVAR_CALC_NOTE_SCRIPT;
     if (std::FILE* probe = std::fopen(path.c_str(), "r")) {
         std::fclose(probe);
     } else {
