@@ -11,7 +11,11 @@ namespace zemvar::cli {
 namespace {
 
 std::vector<CommandSpec> allCommands() {
-    return noteCommands();
+    std::vector<CommandSpec> commands = noteCommands();
+    for (auto& command : calcCommands()) {
+        commands.push_back(std::move(command));
+    }
+    return commands;
 }
 
 std::string overview(const std::vector<CommandSpec>& commands) {

@@ -84,8 +84,9 @@ Invocation CommandSpec::parse(const std::vector<std::string>& arguments) const {
         const std::size_t equals = argument.find('=');
         const std::string optionName =
             argument.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
-        const auto option = std::find_if(known.begin(), known.end(),
-                                         [&](const OptionSpec& spec) { return spec.name == optionName; });
+        const auto option = std::find_if(known.begin(), known.end(), [&](const OptionSpec& spec) {
+            return spec.name == optionName;
+        });
         if (option == known.end()) {
             throw UsageError("unknown option '--" + optionName + "'");
         }
@@ -101,7 +102,8 @@ Invocation CommandSpec::parse(const std::vector<std::string>& arguments) const {
         } else if (i + 1 < arguments.size()) {
             invocation.values[optionName] = arguments[++i];
         } else {
-            throw UsageError("option '--" + optionName + "' needs a value (" + option->valueName + ")");
+            throw UsageError("option '--" + optionName + "' needs a value (" + option->valueName +
+                             ")");
         }
     }
     const auto required = static_cast<std::size_t>(std::count_if(

@@ -10,6 +10,8 @@ namespace zemvar::cli {
 
 /// list, show, new, write, delete, pin, unpin, search and path.
 std::vector<CommandSpec> noteCommands();
+/// eval and calc.
+std::vector<CommandSpec> calcCommands();
 
 /// Runs the tool: `arguments` are argv without the program name. Returns the exit status.
 int run(const std::vector<std::string>& arguments, Streams& streams);

@@ -2,6 +2,7 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/notes/note_index.h"
 
+#include <clocale>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -120,6 +121,17 @@ TEST(NoteIndexTest, AcceptsLenientButExactForms) {
     ASSERT_TRUE(index);
     EXPECT_EQ(index->version, 7);
     EXPECT_TRUE(index->notes.empty());
+}
+
+TEST(NoteIndexTest, ReadsNumbersTheSameInEveryProcessLocale) {
+    // A GUI toolkit installs the user's locale, where "2.5e1" might not read as 25.
+    const std::string saved = std::setlocale(LC_NUMERIC, nullptr);
+    if (std::setlocale(LC_NUMERIC, "de_DE.UTF-8") == nullptr) {
+        GTEST_SKIP() << "de_DE.UTF-8 is not installed (scripts/install-deps makes it)";
+    }
+    EXPECT_EQ(decodeOne({{"order", "2.5e1"}})->order, 25);
+    EXPECT_FALSE(decodeOne({{"order", "2,5"}}));
+    std::setlocale(LC_NUMERIC, saved.c_str());
 }
 
 TEST(NoteIndexTest, RejectsDocumentsThatAreNotIndexes) {
