@@ -3,6 +3,7 @@
 #include "core/notes/note_entries.h"
 
 #include <algorithm>
+#include <cassert>
 #include <limits>
 
 namespace zemvar::core::detail {
@@ -10,55 +11,81 @@ namespace zemvar::core::detail {
 using Entry = NoteIndex::Entry;
 
 void NoteEntries::assign(std::vector<Entry> entries) {
-    m_entries = std::move(entries);
+    m_slots.clear();
+    m_slots.reserve(entries.size());
+    for (Entry& entry : entries) {
+        m_slots.push_back({entry, {}});
+    }
     reorder();
 }
 
 void NoteEntries::insert(const Entry& entry) {
-    m_entries.push_back(entry);
+    m_slots.push_back({entry, {}});
     reorder();
+}
+
+void NoteEntries::update(const Entry& entry) {
+    Slot& slot = m_slots.at(m_positions.at(entry.id));
+    assert(slot.entry.order == entry.order);
+    slot.entry = entry;
+    slot.json.clear();
 }
 
 void NoteEntries::erase(const Uuid& id) {
     if (const auto found = m_positions.find(id); found != m_positions.end()) {
-        m_entries.erase(m_entries.begin() + static_cast<std::ptrdiff_t>(found->second));
+        m_slots.erase(m_slots.begin() + static_cast<std::ptrdiff_t>(found->second));
         reorder();
     }
 }
 
 void NoteEntries::shiftOrders(std::int64_t order) {
-    for (Entry& entry : m_entries) {
-        if (entry.order >= order && entry.order < std::numeric_limits<std::int64_t>::max()) {
-            ++entry.order;
+    for (Slot& slot : m_slots) {
+        if (slot.entry.order >= order &&
+            slot.entry.order < std::numeric_limits<std::int64_t>::max()) {
+            ++slot.entry.order;
+            slot.json.clear();
         }
     }
     reorder(); // saturated orders may now tie
 }
 
-Entry* NoteEntries::find(const Uuid& id) {
+const Entry* NoteEntries::find(const Uuid& id) const {
     const auto found = m_positions.find(id);
-    return found == m_positions.end() ? nullptr : &m_entries[found->second];
+    return found == m_positions.end() ? nullptr : &m_slots[found->second].entry;
 }
 
 std::vector<const Entry*> NoteEntries::inDisplayOrder() const {
     std::vector<const Entry*> result;
-    result.reserve(m_entries.size());
-    for (const Entry& entry : m_entries) {
-        result.push_back(&entry);
+    result.reserve(m_slots.size());
+    for (const Slot& slot : m_slots) {
+        result.push_back(&slot.entry);
     }
     std::stable_partition(result.begin(), result.end(),
                           [](const Entry* entry) { return entry->pinned; });
     return result;
 }
 
+std::string NoteEntries::encodedIndex() const {
+    std::vector<const std::string*> texts;
+    texts.reserve(m_slots.size());
+    for (const Slot& slot : m_slots) {
+        if (slot.json.empty()) {
+            slot.json = NoteIndex::encodeEntry(slot.entry);
+        }
+        texts.push_back(&slot.json);
+    }
+    return NoteIndex::assemble(texts);
+}
+
 void NoteEntries::reorder() {
-    std::sort(m_entries.begin(), m_entries.end(), [](const Entry& a, const Entry& b) {
-        return a.order != b.order ? a.order < b.order : a.id < b.id;
+    std::sort(m_slots.begin(), m_slots.end(), [](const Slot& a, const Slot& b) {
+        return a.entry.order != b.entry.order ? a.entry.order < b.entry.order
+                                              : a.entry.id < b.entry.id;
     });
     m_positions.clear();
-    m_positions.reserve(m_entries.size());
-    for (std::size_t i = 0; i < m_entries.size(); ++i) {
-        m_positions.emplace(m_entries[i].id, i);
+    m_positions.reserve(m_slots.size());
+    for (std::size_t i = 0; i < m_slots.size(); ++i) {
+        m_positions.emplace(m_slots[i].entry.id, i);
     }
 }
 

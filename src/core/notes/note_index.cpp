@@ -119,51 +119,99 @@ std::optional<NoteIndex::Entry> readEntry(JsonReader& reader) {
 
 } // namespace
 
-std::string NoteIndex::encode(std::span<const Entry> notes, std::int64_t version) {
-    // Written by hand rather than through a JSON tree: the shape is fixed, every value is
-    // plain ASCII that needs no escaping, and a save in a large library encodes thousands of
-    // entries. The result is byte for byte what a JSON library prints with an indent of 2.
-    constexpr std::size_t longestEntry = 320; // fixed text, the longest raw values, 20 digits
-    std::string out(64 + notes.size() * longestEntry, '\0');
-    char* at = out.data();
-    const auto put = [&at](std::string_view text) {
-        std::memcpy(at, text.data(), text.size());
-        at += text.size();
-    };
-    const auto putInteger = [&put](std::int64_t value) {
-        char digits[24];
-        const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-        put(std::string_view(digits, static_cast<std::size_t>(end - digits)));
-    };
-    put(notes.empty() ? "{\n  \"notes\": [],\n" : "{\n  \"notes\": [\n");
-    for (std::size_t i = 0; i < notes.size(); ++i) {
-        const Entry& entry = notes[i];
-        put("    {\n      \"codeLanguage\": \"");
-        put(rawValue(entry.codeLanguage));
-        put("\",\n      \"createdAt\": \"");
-        writeIsoDate(at, entry.createdAt);
-        at += isoDateLength;
-        put("\",\n      \"id\": \"");
-        entry.id.writeString(at);
-        at += Uuid::stringLength;
-        put("\",\n      \"mode\": \"");
-        put(rawValue(entry.mode));
-        put("\",\n      \"order\": ");
-        putInteger(entry.order);
-        put(entry.pinned ? ",\n      \"pinned\": true,\n      \"updatedAt\": \""
+namespace {
+
+// The index is written by hand rather than through a JSON tree: the shape is fixed, every
+// value is plain ASCII that needs no escaping, and a save in a large library writes thousands
+// of entries. The result is byte for byte what a JSON library prints with an indent of 2.
+
+constexpr std::size_t longestEntry = 320; // fixed text, the longest raw values, 20 digits
+
+class Writer {
+public:
+    explicit Writer(char* at)
+        : m_at(at) {}
+    char* position() const { return m_at; }
+    void put(std::string_view text) {
+        std::memcpy(m_at, text.data(), text.size());
+        m_at += text.size();
+    }
+    void putInteger(std::int64_t value) { m_at = std::to_chars(m_at, m_at + 20, value).ptr; }
+    void putDate(Date date) {
+        writeIsoDate(m_at, date);
+        m_at += isoDateLength;
+    }
+    void putUuid(const Uuid& id) {
+        id.writeString(m_at);
+        m_at += Uuid::stringLength;
+    }
+
+private:
+    char* m_at;
+};
+
+// Writes one entry as it stands in the "notes" array: at most longestEntry bytes.
+void writeEntry(Writer& out, const NoteIndex::Entry& entry) {
+    out.put("    {\n      \"codeLanguage\": \"");
+    out.put(rawValue(entry.codeLanguage));
+    out.put("\",\n      \"createdAt\": \"");
+    out.putDate(entry.createdAt);
+    out.put("\",\n      \"id\": \"");
+    out.putUuid(entry.id);
+    out.put("\",\n      \"mode\": \"");
+    out.put(rawValue(entry.mode));
+    out.put("\",\n      \"order\": ");
+    out.putInteger(entry.order);
+    out.put(entry.pinned ? ",\n      \"pinned\": true,\n      \"updatedAt\": \""
                          : ",\n      \"pinned\": false,\n      \"updatedAt\": \"");
-        writeIsoDate(at, entry.updatedAt);
-        at += isoDateLength;
-        put(i + 1 < notes.size() ? "\"\n    },\n" : "\"\n    }\n");
+    out.putDate(entry.updatedAt);
+    out.put("\"\n    }");
+}
+
+// Writes the index around `count` entries, each written by writeElement(writer, i) in at most
+// `elementSize(i)` bytes.
+template <typename ElementSize, typename WriteElement>
+std::string writeIndex(std::size_t count, std::int64_t version, ElementSize elementSize,
+                       WriteElement writeElement) {
+    std::size_t capacity = 64;
+    for (std::size_t i = 0; i < count; ++i) {
+        capacity += elementSize(i) + 2;
     }
-    if (!notes.empty()) {
-        put("  ],\n");
+    std::string text(capacity, '\0');
+    Writer out(text.data());
+    out.put(count == 0 ? "{\n  \"notes\": [],\n" : "{\n  \"notes\": [\n");
+    for (std::size_t i = 0; i < count; ++i) {
+        writeElement(out, i);
+        out.put(i + 1 < count ? ",\n" : "\n  ],\n");
     }
-    put("  \"version\": ");
-    putInteger(version);
-    put("\n}");
-    out.resize(static_cast<std::size_t>(at - out.data()));
-    return out;
+    out.put("  \"version\": ");
+    out.putInteger(version);
+    out.put("\n}");
+    text.resize(static_cast<std::size_t>(out.position() - text.data()));
+    return text;
+}
+
+} // namespace
+
+std::string NoteIndex::encode(std::span<const Entry> notes, std::int64_t version) {
+    return writeIndex(
+        notes.size(), version, [](std::size_t) { return longestEntry; },
+        [&](Writer& out, std::size_t i) { writeEntry(out, notes[i]); });
+}
+
+std::string NoteIndex::encodeEntry(const Entry& entry) {
+    std::string text(longestEntry, '\0');
+    Writer out(text.data());
+    writeEntry(out, entry);
+    text.resize(static_cast<std::size_t>(out.position() - text.data()));
+    return text;
+}
+
+std::string NoteIndex::assemble(std::span<const std::string* const> encodedEntries,
+                                std::int64_t version) {
+    return writeIndex(
+        encodedEntries.size(), version, [&](std::size_t i) { return encodedEntries[i]->size(); },
+        [&](Writer& out, std::size_t i) { out.put(*encodedEntries[i]); });
 }
 
 std::optional<NoteIndex> NoteIndex::decode(std::string_view json) {

@@ -56,6 +56,14 @@ struct NoteIndex {
     /// Returns the JSON text of an index holding `notes` in the given order.
     static std::string encode(std::span<const Entry> notes, std::int64_t version = 1);
 
+    /// Returns the JSON text of one entry as it stands, indented, in the "notes" array, so
+    /// that a writer can keep the text of unchanged entries between saves.
+    static std::string encodeEntry(const Entry& entry);
+    /// Returns the JSON text of an index whose entries, in order, were encoded by encodeEntry;
+    /// the same as encode() of the entries themselves.
+    static std::string assemble(std::span<const std::string* const> encodedEntries,
+                                std::int64_t version = 1);
+
     /// Decodes the JSON text of an index. A missing "mode" gives calculations and an unknown
     /// one text; a missing or unknown "codeLanguage" gives swift. Any other missing or
     /// mistyped field, malformed JSON or invalid UTF-8 makes the whole index unreadable: no

@@ -150,8 +150,8 @@ void NoteStore::requireWritable() const {
     }
 }
 
-Entry& NoteStore::entry(const Uuid& id) {
-    Entry* found = m_entries.find(id);
+const Entry& NoteStore::entry(const Uuid& id) const {
+    const Entry* found = m_entries.find(id);
     if (found == nullptr) {
         throw NoteStoreError(NoteStoreError::Case::unknownNote, id);
     }
@@ -184,7 +184,7 @@ NoteIndex NoteStore::readIndexOrRecover() const {
 }
 
 void NoteStore::writeIndex(const detail::NoteEntries& entries) const {
-    writeFileAtomically(m_root / indexFileName, NoteIndex::encode(entries.inIndexOrder()));
+    writeFileAtomically(m_root / indexFileName, entries.encodedIndex());
 }
 
 NoteIndex::Entry NoteStore::writeFirstNote(Date time) const {
@@ -300,7 +300,7 @@ const std::vector<NoteDocument>& NoteStore::load() {
 void NoteStore::save(const NoteDocument& document) {
     requireLoaded();
     requireWritable();
-    Entry& stored = entry(document.id);
+    const Entry previous = entry(document.id);
     if (!text::isValidUtf8(document.text)) {
         throw std::invalid_argument("The note text is not valid UTF-8.");
     }
@@ -309,15 +309,16 @@ void NoteStore::save(const NoteDocument& document) {
     readNoteText(document.id, [&] { return readFileBytes(file); });
     writeFileAtomically(file, document.text);
 
-    const Entry previous = stored;
-    stored.updatedAt = currentDate();
-    stored.pinned = document.pinned;
-    stored.mode = document.mode;
-    stored.codeLanguage = document.codeLanguage;
+    Entry saved = previous;
+    saved.updatedAt = currentDate();
+    saved.pinned = document.pinned;
+    saved.mode = document.mode;
+    saved.codeLanguage = document.codeLanguage;
+    m_entries.update(saved);
     try {
         writeIndex(m_entries);
     } catch (...) {
-        stored = previous;
+        m_entries.update(previous);
         throw;
     }
     // Replaced in place: a save never moves a note in the list.
@@ -325,7 +326,7 @@ void NoteStore::save(const NoteDocument& document) {
         std::find_if(m_notes.begin(), m_notes.end(),
                      [&](const NoteDocument& note) { return note.id == document.id; });
     if (position != m_notes.end()) {
-        *position = documentFor(stored, document.text);
+        *position = documentFor(saved, document.text);
     }
 }
 
@@ -382,13 +383,14 @@ void NoteStore::deleteNote(const Uuid& id) {
 void NoteStore::setPinned(const Uuid& id, bool pinned) {
     requireLoaded();
     requireWritable();
-    Entry& stored = entry(id);
-    const bool previous = stored.pinned;
-    stored.pinned = pinned;
+    const Entry previous = entry(id);
+    Entry changed = previous;
+    changed.pinned = pinned;
+    m_entries.update(changed);
     try {
         writeIndex(m_entries);
     } catch (...) {
-        stored.pinned = previous;
+        m_entries.update(previous);
         throw;
     }
     refreshNotesPreservingText();
@@ -402,7 +404,7 @@ void NoteStore::refreshNotesPreservingText() {
         kept.emplace(note.id, &note.text);
     }
     std::vector<NoteDocument> rebuilt;
-    rebuilt.reserve(m_entries.inIndexOrder().size());
+    rebuilt.reserve(m_entries.size());
     for (const Entry* entry : m_entries.inDisplayOrder()) {
         const auto found = kept.find(entry->id);
         if (found != kept.end()) {

@@ -79,7 +79,7 @@ private:
     void refreshNotesPreservingText();
     void requireLoaded() const;
     void requireWritable() const;
-    NoteIndex::Entry& entry(const Uuid& id);
+    const NoteIndex::Entry& entry(const Uuid& id) const;
     NoteIndex::Entry writeFirstNote(Date now) const;
 
     std::filesystem::path m_root;

@@ -157,7 +157,14 @@ TEST(NoteIndexTest, EncodesPrettyPrintedWithSortedKeysLikeAJsonLibrary) {
     EXPECT_EQ(encoded, nlohmann::json::parse(encoded).dump(2));
     EXPECT_EQ(NoteIndex::decode(encoded), index);
 
+    // Entries encoded one by one and assembled give the same text.
+    const std::string first = NoteIndex::encodeEntry(index.notes[0]);
+    const std::string second = NoteIndex::encodeEntry(index.notes[1]);
+    const std::string* pieces[] = {&first, &second};
+    EXPECT_EQ(NoteIndex::assemble(pieces), encoded);
+
     const std::string empty = NoteIndex{}.encode();
+    EXPECT_EQ(NoteIndex::assemble({}), empty);
     EXPECT_EQ(empty, "{\n  \"notes\": [],\n  \"version\": 1\n}");
     EXPECT_EQ(empty, nlohmann::json::parse(empty).dump(2));
 }
