@@ -88,8 +88,14 @@ std::string readNoteText(const Uuid& id, Read read) {
     return bytes;
 }
 
-// The "<UUID>.txt" regular files of the open notes folder, by ID. Throws ambiguousNote when
-// two files name the same ID (in different letter case).
+// The canonical file name of a note, "<UUID>.txt" in upper case.
+std::string canonicalFileName(const Uuid& id) {
+    return id.string() + ".txt";
+}
+
+// The "<UUID>.txt" regular files of the open notes folder, by ID, each with its name when the
+// name is not canonical and with an empty name (no allocation) when it is. Throws
+// ambiguousNote when two files name the same ID (in different letter case).
 std::unordered_map<Uuid, std::string> listNoteFiles(const FileDescriptor& folder,
                                                     const std::filesystem::path& folderPath) {
     // readdir on a duplicate keeps `folder` open for the reads that follow.
@@ -116,7 +122,10 @@ std::unordered_map<Uuid, std::string> listNoteFiles(const FileDescriptor& folder
             struct stat info {};
             regular = ::fstatat(folder.get(), item->d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
         }
-        if (regular && !files.emplace(*id, item->d_name).second) {
+        const bool canonical = std::none_of(item->d_name, item->d_name + Uuid::stringLength,
+                                            [](char ch) { return ch >= 'a' && ch <= 'f'; });
+        if (regular &&
+            !files.emplace(*id, canonical ? std::string() : std::string(item->d_name)).second) {
             throw NoteStoreError(NoteStoreError::Case::ambiguousNote, *id);
         }
     }
@@ -135,7 +144,7 @@ std::filesystem::path NoteStore::noteURL(const Uuid& id) const {
     if (const auto found = m_fileURLs.find(id); found != m_fileURLs.end()) {
         return found->second;
     }
-    return m_root / "notes" / (id.string() + ".txt");
+    return m_root / "notes" / canonicalFileName(id);
 }
 
 void NoteStore::requireLoaded() const {
@@ -236,9 +245,11 @@ const std::vector<NoteDocument>& NoteStore::load() {
     for (const auto& file : files) {
         const Uuid& id = file.first;
         const std::string& name = file.second;
-        texts.emplace(id,
-                      readNoteText(id, [&] { return readFileBytesAt(folder, notesFolder, name); }));
-        if (name != id.string() + ".txt") {
+        texts.emplace(id, readNoteText(id, [&] {
+                          return readFileBytesAt(folder, notesFolder,
+                                                 name.empty() ? canonicalFileName(id) : name);
+                      }));
+        if (!name.empty()) {
             fileURLs.emplace(id, notesFolder / name); // see noteURL
         }
     }
@@ -252,7 +263,7 @@ const std::vector<NoteDocument>& NoteStore::load() {
     std::vector<std::pair<std::string, Uuid>> orphans;
     for (const auto& [id, name] : files) {
         if (!seen.contains(id)) {
-            orphans.emplace_back(name, id);
+            orphans.emplace_back(name.empty() ? canonicalFileName(id) : name, id);
         }
     }
     std::sort(orphans.begin(), orphans.end());

@@ -3,6 +3,8 @@
 #include "core/text/unicode.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
@@ -214,6 +216,18 @@ void appendUtf8(std::string& out, char32_t c) {
 bool isValidUtf8(std::string_view text) {
     std::size_t pos = 0;
     while (pos < text.size()) {
+        // Runs of ASCII, eight bytes at a time: most text is mostly ASCII.
+        while (text.size() - pos >= 8) {
+            std::uint64_t block = 0;
+            std::memcpy(&block, text.data() + pos, 8);
+            if ((block & 0x8080808080808080ULL) != 0) {
+                break;
+            }
+            pos += 8;
+        }
+        if (pos == text.size()) {
+            break;
+        }
         if (static_cast<unsigned char>(text[pos]) < 0x80) {
             ++pos;
             continue;
