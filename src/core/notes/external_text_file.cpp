@@ -3,6 +3,7 @@
 #include "core/notes/external_text_file.h"
 
 #include "core/notes/file_io.h"
+#include "core/notes/text_scan.h"
 #include "core/notes/user_file.h"
 #include "core/text/unicode.h"
 
@@ -15,11 +16,14 @@
 #include <unistd.h>
 #include <utility>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 namespace zemvar::core {
+
+using detail::convertUtf16ToUtf8;
+using detail::convertUtf8ToUtf16;
+using detail::copyWithLineEndings;
+using detail::scanUtf16;
+using detail::scanUtf8;
+using detail::TextScan;
 
 namespace {
 
@@ -27,292 +31,8 @@ constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
 constexpr std::string_view utf16LittleEndianMark = "\xFF\xFE";
 constexpr std::string_view utf16BigEndianMark = "\xFE\xFF";
 
-constexpr std::string_view crlf = "\r\n";
-constexpr std::string_view cr = "\r";
-
 [[noreturn]] void fail(ExternalTextFileError::Case errorCase) {
     throw ExternalTextFileError(errorCase);
-}
-
-// What the decoder learns about the characters below U+0020 while it walks the text: whether
-// any of them makes the file binary, and which line breaks occur. A "\r\n" pair counts as one
-// break; a "\r" or "\n" outside such a pair is a lone one.
-struct ControlScan {
-    bool binary = false;
-    bool pairs = false;
-    bool loneCarriageReturns = false;
-    bool loneLineFeeds = false;
-
-    // Records the control character `c`; returns how many characters it consumed (2 for the
-    // carriage return of a "\r\n" pair).
-    std::size_t record(char32_t c, bool followedByLineFeed) {
-        switch (c) {
-        case '\n':
-            loneLineFeeds = true;
-            return 1;
-        case '\r':
-            if (followedByLineFeed) {
-                pairs = true;
-                return 2;
-            }
-            loneCarriageReturns = true;
-            return 1;
-        case '\t':
-        case '\f':
-            return 1;
-        default:
-            binary = true;
-            return 1;
-        }
-    }
-
-    std::optional<std::string_view> lineEnding() const {
-        if (pairs && !loneCarriageReturns && !loneLineFeeds) {
-            return crlf;
-        }
-        if (loneCarriageReturns && !pairs && !loneLineFeeds) {
-            return cr;
-        }
-        return std::nullopt;
-    }
-};
-
-#if defined(__SSE2__)
-// Bit i is set when byte i of the 16 at `p` is below 0x20 or at least 0x80 (a signed
-// comparison catches both), i.e. when it is not printable ASCII.
-inline unsigned specialBytes(const char* p) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmplt_epi8(bytes, _mm_set1_epi8(0x20))));
-}
-#endif
-
-// Checks that `bytes` is strict UTF-8 and scans its control characters. Returns false on the
-// first malformed sequence (overlong forms, surrogates, values above U+10FFFF, truncation).
-bool scanUtf8(std::string_view bytes, ControlScan& scan) {
-    const char* const data = bytes.data();
-    const std::size_t size = bytes.size();
-    std::size_t i = 0;
-    while (i < size) {
-#if defined(__SSE2__)
-        // Printable ASCII is by far the most common; skip it sixteen bytes at a time.
-        while (size - i >= 16) {
-            const unsigned mask = specialBytes(data + i);
-            if (mask != 0) {
-                i += static_cast<std::size_t>(__builtin_ctz(mask));
-                break;
-            }
-            i += 16;
-        }
-        if (i == size) {
-            break;
-        }
-#endif
-        const auto byte = static_cast<unsigned char>(data[i]);
-        if (byte >= 0x80) {
-            const std::size_t start = i;
-            // U+FFFD from its own three bytes is genuine; from fewer it marks a bad sequence.
-            if (text::decodeUtf8(bytes, i) == text::replacementCharacter && i - start != 3) {
-                return false;
-            }
-        } else if (byte >= 0x20) {
-            ++i;
-        } else {
-            i += scan.record(byte, i + 1 < size && data[i + 1] == '\n');
-        }
-    }
-    return true;
-}
-
-// Decodes UTF-16 in the given byte order into UTF-8 and scans its control characters. Gives no
-// value for an odd number of bytes or an unpaired surrogate.
-std::optional<std::string> decodeUtf16(std::string_view bytes, bool bigEndian, ControlScan& scan) {
-    if (bytes.size() % 2 != 0) {
-        return std::nullopt;
-    }
-    const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
-    const std::size_t units = bytes.size() / 2;
-    const auto unitAt = [&](std::size_t k) -> char32_t {
-        const unsigned first = data[2 * k];
-        const unsigned second = data[2 * k + 1];
-        return bigEndian ? (first << 8 | second) : (second << 8 | first);
-    };
-
-    // Sized for ASCII (one byte per unit) and grown when wider characters need more.
-    std::string out(units + 16, '\0');
-    std::size_t written = 0;
-    std::size_t k = 0;
-    while (k < units) {
-#if defined(__SSE2__)
-        // Eight printable ASCII units at a time, narrowed to eight bytes.
-        while (units - k >= 8 && out.size() - written >= 8) {
-            __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + 2 * k));
-            if (bigEndian) {
-                v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));
-            }
-            // Signed comparisons: units from 0x8000 up are negative and count as "below".
-            const __m128i special = _mm_or_si128(_mm_cmplt_epi16(v, _mm_set1_epi16(0x20)),
-                                                 _mm_cmpgt_epi16(v, _mm_set1_epi16(0x7F)));
-            const auto mask = static_cast<unsigned>(_mm_movemask_epi8(special));
-            _mm_storel_epi64(reinterpret_cast<__m128i*>(out.data() + written),
-                             _mm_packus_epi16(v, v));
-            if (mask != 0) {
-                const auto plain = static_cast<std::size_t>(__builtin_ctz(mask)) / 2;
-                written += plain;
-                k += plain;
-                break;
-            }
-            written += 8;
-            k += 8;
-        }
-        if (k == units) {
-            break;
-        }
-#endif
-        if (out.size() - written < 4) {
-            out.resize(out.size() * 2);
-        }
-        char32_t c = unitAt(k);
-        std::size_t consumed = 1;
-        if (c >= 0xD800 && c <= 0xDBFF) {
-            if (k + 1 == units) {
-                return std::nullopt;
-            }
-            const char32_t low = unitAt(k + 1);
-            if (low < 0xDC00 || low > 0xDFFF) {
-                return std::nullopt;
-            }
-            c = 0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00);
-            consumed = 2;
-        } else if (c >= 0xDC00 && c <= 0xDFFF) {
-            return std::nullopt;
-        } else if (c < 0x20) {
-            consumed = scan.record(c, k + 1 < units && unitAt(k + 1) == '\n');
-            if (consumed == 2) {
-                out[written++] = '\r';
-                c = '\n';
-            }
-        }
-        char* const target = out.data() + written;
-        if (c < 0x80) {
-            target[0] = static_cast<char>(c);
-            written += 1;
-        } else if (c < 0x800) {
-            target[0] = static_cast<char>(0xC0 | (c >> 6));
-            target[1] = static_cast<char>(0x80 | (c & 0x3F));
-            written += 2;
-        } else if (c < 0x10000) {
-            target[0] = static_cast<char>(0xE0 | (c >> 12));
-            target[1] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            target[2] = static_cast<char>(0x80 | (c & 0x3F));
-            written += 3;
-        } else {
-            target[0] = static_cast<char>(0xF0 | (c >> 18));
-            target[1] = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            target[2] = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            target[3] = static_cast<char>(0x80 | (c & 0x3F));
-            written += 4;
-        }
-        k += consumed;
-    }
-    out.resize(written);
-    out.shrink_to_fit();
-    return out;
-}
-
-// Returns the position of the first "\r" or "\n" in `text` at or after `from`, or text.size().
-std::size_t findLineBreak(std::string_view text, std::size_t from) {
-    const char* const data = text.data();
-    std::size_t i = from;
-#if defined(__SSE2__)
-    const __m128i carriageReturn = _mm_set1_epi8('\r');
-    const __m128i lineFeed = _mm_set1_epi8('\n');
-    while (text.size() - i >= 16) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
-        const auto mask = static_cast<unsigned>(_mm_movemask_epi8(
-            _mm_or_si128(_mm_cmpeq_epi8(bytes, carriageReturn), _mm_cmpeq_epi8(bytes, lineFeed))));
-        if (mask != 0) {
-            return i + static_cast<std::size_t>(__builtin_ctz(mask));
-        }
-        i += 16;
-    }
-#endif
-    while (i < text.size() && data[i] != '\r' && data[i] != '\n') {
-        ++i;
-    }
-    return i;
-}
-
-// Rewrites every line break of `text` ("\r\n", a lone "\r" or a lone "\n") to `style`.
-std::string withLineEndings(std::string_view text, std::string_view style) {
-    std::string out;
-    out.reserve(text.size() + text.size() / 16);
-    std::size_t start = 0;
-    while (start < text.size()) {
-        const std::size_t lineBreak = findLineBreak(text, start);
-        out.append(text, start, lineBreak - start);
-        if (lineBreak == text.size()) {
-            break;
-        }
-        out.append(style);
-        const bool pair =
-            text[lineBreak] == '\r' && lineBreak + 1 < text.size() && text[lineBreak + 1] == '\n';
-        start = lineBreak + (pair ? 2 : 1);
-    }
-    return out;
-}
-
-// Appends the UTF-16 form of valid UTF-8 `text` to `out` in the given byte order.
-void appendUtf16(std::string& out, std::string_view text, bool bigEndian) {
-    std::size_t written = out.size();
-    out.resize(written + 2 * text.size() + 16);
-    const auto putUnit = [&](char32_t unit) {
-        const auto high = static_cast<char>(unit >> 8);
-        const auto low = static_cast<char>(unit & 0xFF);
-        out[written++] = bigEndian ? high : low;
-        out[written++] = bigEndian ? low : high;
-    };
-    std::size_t i = 0;
-    while (i < text.size()) {
-#if defined(__SSE2__)
-        // Sixteen ASCII bytes widen to sixteen units; every multi-byte sequence shrinks or
-        // keeps its size in UTF-16, so the buffer sized above always has room.
-        while (text.size() - i >= 16) {
-            const __m128i bytes =
-                _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
-            const auto mask = static_cast<unsigned>(_mm_movemask_epi8(bytes));
-            if (mask != 0) {
-                break;
-            }
-            const __m128i zero = _mm_setzero_si128();
-            __m128i* const target = reinterpret_cast<__m128i*>(out.data() + written);
-            if (bigEndian) {
-                _mm_storeu_si128(target, _mm_unpacklo_epi8(zero, bytes));
-                _mm_storeu_si128(target + 1, _mm_unpackhi_epi8(zero, bytes));
-            } else {
-                _mm_storeu_si128(target, _mm_unpacklo_epi8(bytes, zero));
-                _mm_storeu_si128(target + 1, _mm_unpackhi_epi8(bytes, zero));
-            }
-            written += 32;
-            i += 16;
-        }
-        if (i == text.size()) {
-            break;
-        }
-#endif
-        const char32_t c = text::decodeUtf8(text, i);
-        if (c < 0x10000) {
-            putUnit(c);
-        } else {
-            putUnit(0xD800 + ((c - 0x10000) >> 10));
-            putUnit(0xDC00 + ((c - 0x10000) & 0x3FF));
-        }
-    }
-    out.resize(written);
-}
-
-bool isValidUtf8Fast(std::string_view text) {
-    ControlScan ignored;
-    return scanUtf8(text, ignored);
 }
 
 // Closes a descriptor on every path out of read(); a failing close changes nothing that was
@@ -428,22 +148,19 @@ ExternalTextFile::ExternalTextFile(std::string data) {
     }
     const std::string_view body = bytes.substr(m_prefix.size());
 
-    ControlScan scan;
-    if (m_encoding == TextEncoding::utf8) {
-        if (!scanUtf8(body, scan)) {
-            fail(ExternalTextFileError::Case::unsupportedEncoding);
-        }
-        m_text = body;
-    } else {
-        std::optional<std::string> decoded =
-            decodeUtf16(body, m_encoding == TextEncoding::utf16BigEndian, scan);
-        if (!decoded) {
-            fail(ExternalTextFileError::Case::unsupportedEncoding);
-        }
-        m_text = std::move(*decoded);
+    const bool bigEndian = m_encoding == TextEncoding::utf16BigEndian;
+    TextScan scan;
+    const bool valid =
+        m_encoding == TextEncoding::utf8 ? scanUtf8(body, scan) : scanUtf16(body, bigEndian, scan);
+    if (!valid) {
+        fail(ExternalTextFileError::Case::unsupportedEncoding);
     }
     if (scan.binary) {
         fail(ExternalTextFileError::Case::binary);
+    }
+    if (m_encoding != TextEncoding::utf8) {
+        m_decodedText.resize(scan.utf8Bytes);
+        convertUtf16ToUtf8(body, bigEndian, m_decodedText.data());
     }
     m_lineEnding = scan.lineEnding();
     m_originalData = std::move(data);
@@ -519,30 +236,35 @@ void ExternalTextFile::checkUnchanged(const std::filesystem::path& path) const {
 }
 
 std::string ExternalTextFile::encoded(std::string_view text) const {
-    if (!isValidUtf8Fast(text)) {
+    TextScan scan;
+    if (!scanUtf8(text, scan)) {
         fail(ExternalTextFileError::Case::unsupportedEncoding);
     }
-    std::string normalised;
-    if (m_lineEnding) {
-        normalised = withLineEndings(text, *m_lineEnding);
-        text = normalised;
-    }
-    std::string out = m_prefix;
+    // The exact size is known before converting, so an oversized text is refused cheaply.
+    std::size_t size = 0;
     if (m_encoding == TextEncoding::utf8) {
-        if (text.size() > maximumBytes - out.size()) {
-            fail(ExternalTextFileError::Case::tooLarge);
-        }
-        out.append(text);
+        size = m_lineEnding ? scan.utf8BytesWithLineEndings(*m_lineEnding) : scan.utf8Bytes;
     } else {
-        // UTF-16 never takes fewer than two bytes for three of UTF-8; refuse hopeless sizes
-        // before converting them.
-        if (text.size() / 3 * 2 > maximumBytes) {
-            fail(ExternalTextFileError::Case::tooLarge);
-        }
-        appendUtf16(out, text, m_encoding == TextEncoding::utf16BigEndian);
+        const std::size_t characters =
+            m_lineEnding ? scan.charactersWithLineEndings(*m_lineEnding) : scan.characters;
+        size = 2 * (characters + scan.supplementary);
     }
-    if (out.size() > maximumBytes) {
+    if (size > maximumBytes - m_prefix.size()) {
         fail(ExternalTextFileError::Case::tooLarge);
+    }
+
+    // The mark is written by hand, never by a converter.
+    std::string out(m_prefix.size() + size, '\0');
+    std::memcpy(out.data(), m_prefix.data(), m_prefix.size());
+    char* const target = out.data() + m_prefix.size();
+    if (m_encoding == TextEncoding::utf8) {
+        if (m_lineEnding) {
+            copyWithLineEndings(text, *m_lineEnding, target);
+        } else {
+            std::memcpy(target, text.data(), text.size());
+        }
+    } else {
+        convertUtf8ToUtf16(text, m_encoding == TextEncoding::utf16BigEndian, m_lineEnding, target);
     }
     return out;
 }
@@ -604,7 +326,7 @@ NoteDocument ExternalTextFile::note(std::string_view filename) const {
     const NotePresentation presentation = ExternalTextFile::presentation(filename);
     NoteDocument document;
     document.id = Uuid::random();
-    document.text = m_text;
+    document.text = text();
     document.createdAt = std::chrono::system_clock::now();
     document.updatedAt = std::chrono::system_clock::now();
     document.pinned = false;

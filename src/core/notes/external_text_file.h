@@ -115,8 +115,13 @@ public:
 
     /// The complete bytes as read, byte-order mark included.
     const std::string& originalData() const { return m_originalData; }
-    /// The decoded text as UTF-8, without byte-order mark, line endings as in the file.
-    const std::string& text() const { return m_text; }
+    /// The decoded text as UTF-8, without byte-order mark, line endings as in the file. Valid
+    /// as long as this value is.
+    std::string_view text() const {
+        return m_encoding == TextEncoding::utf8
+                   ? std::string_view(m_originalData).substr(m_prefix.size())
+                   : std::string_view(m_decodedText);
+    }
     TextEncoding encoding() const { return m_encoding; }
     /// The byte-order mark found at the start of the file: 3, 2 or 0 bytes.
     const std::string& prefix() const { return m_prefix; }
@@ -126,7 +131,7 @@ public:
 
 private:
     std::string m_originalData;
-    std::string m_text;
+    std::string m_decodedText; // the text of a UTF-16 file; UTF-8 text is read in place
     TextEncoding m_encoding = TextEncoding::utf8;
     std::string m_prefix;
     std::optional<std::string_view> m_lineEnding;

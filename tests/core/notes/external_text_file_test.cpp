@@ -333,7 +333,7 @@ TEST_F(ExternalTextFileDiskTest, SavesUneditedAndEditedFilesByteForByte) {
         EXPECT_EQ(opened.originalData(), row.original);
 
         opened.checkUnchanged(path);
-        const std::string bytes = opened.encoded(opened.text() + row.edit);
+        const std::string bytes = opened.encoded(std::string(opened.text()) + row.edit);
         ExternalTextFile::write(path, bytes);
         EXPECT_EQ(readFile(path), row.saved);
         const ExternalTextFile reread = ExternalTextFile::read(path);
