@@ -160,7 +160,7 @@ ExternalTextFile::ExternalTextFile(std::string data) {
     }
     if (m_encoding != TextEncoding::utf8) {
         m_decodedText.resize(scan.utf8Bytes);
-        convertUtf16ToUtf8(body, bigEndian, m_decodedText.data());
+        convertUtf16ToUtf8(body, bigEndian, m_decodedText.data(), m_decodedText.size());
     }
     m_lineEnding = scan.lineEnding();
     m_originalData = std::move(data);
@@ -257,14 +257,18 @@ std::string ExternalTextFile::encoded(std::string_view text) const {
     std::string out(m_prefix.size() + size, '\0');
     std::memcpy(out.data(), m_prefix.data(), m_prefix.size());
     char* const target = out.data() + m_prefix.size();
+    // A text whose line breaks all have the file's style already is written as it is.
+    const bool rewrite =
+        m_lineEnding && scan.lineBreaks() != 0 && scan.lineEnding() != m_lineEnding;
     if (m_encoding == TextEncoding::utf8) {
-        if (m_lineEnding) {
-            copyWithLineEndings(text, *m_lineEnding, target);
+        if (rewrite) {
+            copyWithLineEndings(text, *m_lineEnding, target, size);
         } else {
             std::memcpy(target, text.data(), text.size());
         }
     } else {
-        convertUtf8ToUtf16(text, m_encoding == TextEncoding::utf16BigEndian, m_lineEnding, target);
+        convertUtf8ToUtf16(text, m_encoding == TextEncoding::utf16BigEndian,
+                           rewrite ? m_lineEnding : std::nullopt, target, size);
     }
     return out;
 }

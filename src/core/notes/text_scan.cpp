@@ -5,6 +5,8 @@
 #include "core/text/unicode.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -243,6 +245,101 @@ bool scanUtf16Portable(std::string_view bytes, bool bigEndian, TextScan& scan) {
     return true;
 }
 
+// Writes the UTF-8 form of `c` at `out`; returns the position after it.
+inline char* putUtf8(char* out, char32_t c) {
+    if (c < 0x80) {
+        *out++ = static_cast<char>(c);
+    } else if (c < 0x800) {
+        *out++ = static_cast<char>(0xC0 | (c >> 6));
+        *out++ = static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        *out++ = static_cast<char>(0xE0 | (c >> 12));
+        *out++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        *out++ = static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        *out++ = static_cast<char>(0xF0 | (c >> 18));
+        *out++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        *out++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        *out++ = static_cast<char>(0x80 | (c & 0x3F));
+    }
+    return out;
+}
+
+// Decodes the character of valid UTF-8 at `p` and advances `p` past it.
+inline char32_t decodeValidUtf8(const unsigned char*& p) {
+    const char32_t lead = *p++;
+    if (lead < 0x80) {
+        return lead;
+    }
+    if (lead < 0xE0) {
+        return (lead & 0x1F) << 6 | (*p++ & 0x3F);
+    }
+    if (lead < 0xF0) {
+        const char32_t c = (lead & 0x0F) << 12 | (p[0] & 0x3F) << 6 | (p[1] & 0x3F);
+        p += 2;
+        return c;
+    }
+    const char32_t c =
+        (lead & 0x07) << 18 | (p[0] & 0x3F) << 12 | (p[1] & 0x3F) << 6 | (p[2] & 0x3F);
+    p += 3;
+    return c;
+}
+
+// Converts the character of valid UTF-16 at unit `k` to UTF-8 at `out` and advances `out`;
+// returns the unit after it.
+inline std::size_t putUtf16Character(std::string_view bytes, bool bigEndian, std::size_t k,
+                                     char*& out) {
+    const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
+    const auto unitAt = [&](std::size_t i) -> char32_t {
+        const unsigned first = data[2 * i];
+        const unsigned second = data[2 * i + 1];
+        return bigEndian ? (first << 8 | second) : (second << 8 | first);
+    };
+    char32_t c = unitAt(k++);
+    if (c >= 0xD800 && c <= 0xDBFF) {
+        c = 0x10000 + ((c - 0xD800) << 10) + (unitAt(k++) - 0xDC00);
+    }
+    out = putUtf8(out, c);
+    return k;
+}
+
+void convertUtf16ToUtf8Portable(std::string_view bytes, bool bigEndian, char* out) {
+    const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
+    const std::size_t units = bytes.size() / 2;
+    const auto unitAt = [&](std::size_t k) -> char32_t {
+        const unsigned first = data[2 * k];
+        const unsigned second = data[2 * k + 1];
+        return bigEndian ? (first << 8 | second) : (second << 8 | first);
+    };
+    std::size_t k = 0;
+    while (k < units) {
+#if defined(__SSE2__)
+        // Eight units narrow to eight bytes as far as they are ASCII (controls included); each
+        // unit takes at least one byte, so the store stays within the output.
+        if (units - k >= 8) {
+            const __m128i v = loadUnits(data + 2 * k, bigEndian);
+            const __m128i wide = _mm_and_si128(v, _mm_set1_epi16(static_cast<short>(0xFF80)));
+            const auto ascii = static_cast<unsigned>(
+                _mm_movemask_epi8(_mm_cmpeq_epi16(wide, _mm_setzero_si128())));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(v, v));
+            // A constant step when all are ASCII keeps the next load independent of this one.
+            if (ascii == 0xFFFF) {
+                out += 8;
+                k += 8;
+                continue;
+            }
+            const auto plain = static_cast<std::size_t>(__builtin_ctz(~ascii)) / 2;
+            out += plain;
+            k += plain;
+        }
+#endif
+        // A run of wider characters, up to the next ASCII unit.
+        do {
+            k = putUtf16Character(bytes, bigEndian, k, out);
+        } while (k < units && unitAt(k) >= 0x80);
+    }
+}
+
 #if defined(ZEMVAR_AVX2_KERNELS)
 #define ZEMVAR_AVX2 __attribute__((target("avx2")))
 
@@ -320,10 +417,9 @@ ZEMVAR_AVX2 inline void count(__m256i& counter, __m256i mask) {
     counter = _mm256_sub_epi8(counter, mask);
 }
 
-// Scans one block of 32 bytes; `valid` is all ones in the lanes that hold text (the last block
-// is padded with NUL, which is ASCII and so ends any sequence left open). No branches: which
-// way one would go changes from block to block in ordinary text.
-ZEMVAR_AVX2 inline void scanUtf8Block(__m256i input, __m256i valid, Utf8Blocks& state) {
+// Scans one block of 32 bytes. No branches: which way one would go changes from block to
+// block in ordinary text.
+ZEMVAR_AVX2 inline void scanUtf8Block(__m256i input, Utf8Blocks& state) {
     const __m256i joined = _mm256_permute2x128_si256(state.previous, input, 0x21);
     const __m256i previous1 = _mm256_alignr_epi8(input, joined, 15);
     const __m256i previous2 = _mm256_alignr_epi8(input, joined, 14);
@@ -374,8 +470,7 @@ ZEMVAR_AVX2 inline void scanUtf8Block(__m256i input, __m256i valid, Utf8Blocks& 
                 first | second, first | second, first | second, first | second, second, second,
                 first | second, second, second, first | second, first | second),
         input);
-    state.disallowed = _mm256_or_si256(
-        state.disallowed, _mm256_and_si256(_mm256_and_si256(controlHigh, controlLow), valid));
+    state.disallowed = _mm256_or_si256(state.disallowed, _mm256_and_si256(controlHigh, controlLow));
 
     const __m256i lineFeeds = _mm256_cmpeq_epi8(input, _mm256_set1_epi8('\n'));
     const __m256i carriageReturns = _mm256_cmpeq_epi8(input, _mm256_set1_epi8('\r'));
@@ -398,25 +493,20 @@ ZEMVAR_AVX2 bool scanUtf8Avx2(std::string_view bytes, TextScan& scan) {
 
     const char* const data = bytes.data();
     const std::size_t size = bytes.size();
-    const __m256i all = _mm256_set1_epi8(-1);
     std::size_t i = 0;
     while (size - i >= 32) {
         const std::size_t end = i + 32 * std::min<std::size_t>((size - i) / 32, 255);
         for (; i < end; i += 32) {
-            scanUtf8Block(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(data + i)), all,
-                          state);
+            scanUtf8Block(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(data + i)), state);
         }
         flushCounters(state, totals);
     }
-    // Always one more, padded block: its NUL bytes end a sequence cut off by the end.
-    alignas(32) char last[32] = {};
-    const std::size_t rest = size - i;
-    std::memcpy(last, data + i, rest);
-    const __m256i positions =
-        _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20,
-                         21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31);
-    scanUtf8Block(_mm256_load_si256(reinterpret_cast<const __m256i*>(last)),
-                  _mm256_cmpgt_epi8(_mm256_set1_epi8(static_cast<char>(rest)), positions), state);
+    // Always one more block, padded with spaces: they count for nothing, and being ASCII they
+    // end a sequence cut off by the end of the text.
+    alignas(32) char last[32];
+    std::memset(last, ' ', sizeof last);
+    std::memcpy(last, data + i, size - i);
+    scanUtf8Block(_mm256_load_si256(reinterpret_cast<const __m256i*>(last)), state);
     flushCounters(state, totals);
 
     if (!_mm256_testz_si256(state.error, state.error)) {
@@ -444,7 +534,6 @@ struct Utf16Blocks {
     __m256i ascii;    // units below 0x80
     __m256i below800; // units below 0x800
     __m256i highSurrogates;
-    __m256i lowSurrogates;
 };
 
 struct Utf16Totals {
@@ -454,7 +543,6 @@ struct Utf16Totals {
     std::size_t ascii = 0;
     std::size_t below800 = 0;
     std::size_t highSurrogates = 0;
-    std::size_t lowSurrogates = 0;
 };
 
 // Adds the 16-bit counts of `counter` to `total` and clears the counter.
@@ -475,7 +563,6 @@ ZEMVAR_AVX2 void flushUnitCounters(Utf16Blocks& state, Utf16Totals& totals) {
     flushUnitCounter(state.ascii, totals.ascii);
     flushUnitCounter(state.below800, totals.below800);
     flushUnitCounter(state.highSurrogates, totals.highSurrogates);
-    flushUnitCounter(state.lowSurrogates, totals.lowSurrogates);
 }
 
 // All ones in the units whose bits selected by `keep` equal `equals`.
@@ -488,9 +575,8 @@ ZEMVAR_AVX2 inline void countUnits(__m256i& counter, __m256i mask) {
     counter = _mm256_sub_epi16(counter, mask);
 }
 
-// Scans sixteen units; `valid` is all ones in the units that hold text (the last block is
-// padded with NUL units, which end a pair left open). Branch-free like scanUtf8Block.
-ZEMVAR_AVX2 inline void scanUtf16Block(__m256i units, __m256i valid, Utf16Blocks& state) {
+// Scans sixteen units, branch-free like scanUtf8Block.
+ZEMVAR_AVX2 inline void scanUtf16Block(__m256i units, Utf16Blocks& state) {
     const __m256i previous1 =
         _mm256_alignr_epi8(units, _mm256_permute2x128_si256(state.previous, units, 0x21), 14);
     const __m256i high = unitsWhere(units, 0xFC00, 0xD800);
@@ -505,17 +591,16 @@ ZEMVAR_AVX2 inline void scanUtf16Block(__m256i units, __m256i valid, Utf16Blocks
         _mm256_or_si256(_mm256_or_si256(lineFeeds, carriageReturns),
                         _mm256_or_si256(_mm256_cmpeq_epi16(units, _mm256_set1_epi16('\t')),
                                         _mm256_cmpeq_epi16(units, _mm256_set1_epi16('\f'))));
-    const __m256i controls = _mm256_and_si256(unitsWhere(units, 0xFFE0, 0), valid);
+    const __m256i controls = unitsWhere(units, 0xFFE0, 0);
     state.disallowed = _mm256_or_si256(state.disallowed, _mm256_andnot_si256(allowed, controls));
 
     countUnits(state.lineFeeds, lineFeeds);
     countUnits(state.pairs,
                _mm256_and_si256(lineFeeds, _mm256_cmpeq_epi16(previous1, _mm256_set1_epi16('\r'))));
     countUnits(state.carriageReturns, carriageReturns);
-    countUnits(state.ascii, _mm256_and_si256(unitsWhere(units, 0xFF80, 0), valid));
-    countUnits(state.below800, _mm256_and_si256(unitsWhere(units, 0xF800, 0), valid));
+    countUnits(state.ascii, unitsWhere(units, 0xFF80, 0));
+    countUnits(state.below800, unitsWhere(units, 0xF800, 0));
     countUnits(state.highSurrogates, high);
-    countUnits(state.lowSurrogates, low);
     state.previous = units;
 }
 
@@ -535,31 +620,32 @@ ZEMVAR_AVX2 bool scanUtf16Avx2(std::string_view bytes, bool bigEndian, TextScan&
         return false;
     }
     const __m256i zero = _mm256_setzero_si256();
-    Utf16Blocks state{zero, zero, zero, zero, zero, zero, zero, zero, zero, zero};
+    Utf16Blocks state{zero, zero, zero, zero, zero, zero, zero, zero, zero};
     Utf16Totals totals;
     const char* const data = bytes.data();
     const std::size_t size = bytes.size();
-    const __m256i all = _mm256_set1_epi8(-1);
     std::size_t i = 0;
     while (size - i >= 32) {
         // The counters are added up as signed 16-bit numbers.
         const std::size_t end = i + 32 * std::min<std::size_t>((size - i) / 32, 32767);
         for (; i < end; i += 32) {
-            scanUtf16Block(loadUnits(data + i, bigEndian), all, state);
+            scanUtf16Block(loadUnits(data + i, bigEndian), state);
         }
         flushUnitCounters(state, totals);
     }
-    // The padded last block's NUL units are no low surrogates, so a final unpaired high
-    // surrogate is caught.
-    alignas(32) char last[32] = {};
-    const std::size_t rest = size - i;
-    std::memcpy(last, data + i, rest);
-    const __m256i positions =
-        _mm256_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-    scanUtf16Block(loadUnits(last, bigEndian),
-                   _mm256_cmpgt_epi16(_mm256_set1_epi16(static_cast<short>(rest / 2)), positions),
-                   state);
+    // Always one more block, padded with spaces: they are no low surrogates, so a final
+    // unpaired high surrogate is caught, and they count only as ASCII (corrected below).
+    alignas(32) char last[32];
+    for (std::size_t k = 0; k < sizeof last; k += 2) {
+        last[k] = bigEndian ? '\0' : ' ';
+        last[k + 1] = bigEndian ? ' ' : '\0';
+    }
+    std::memcpy(last, data + i, size - i);
+    const std::size_t padding = (sizeof last - (size - i)) / 2;
+    scanUtf16Block(loadUnits(last, bigEndian), state);
     flushUnitCounters(state, totals);
+    totals.ascii -= padding;
+    totals.below800 -= padding;
 
     if (!_mm256_testz_si256(state.error, state.error)) {
         return false;
@@ -572,10 +658,114 @@ ZEMVAR_AVX2 bool scanUtf16Avx2(std::string_view bytes, bool bigEndian, TextScan&
     scan.supplementary = totals.highSurrogates;
     scan.characters = units - totals.highSurrogates;
     // One byte per unit, one more from U+0080, one more from U+0800, except that a surrogate
-    // pair makes four bytes, not six.
-    const std::size_t surrogates = totals.highSurrogates + totals.lowSurrogates;
-    scan.utf8Bytes = units + (units - totals.ascii) + (units - totals.below800) - surrogates;
+    // pair (a high and a low surrogate, now known to be paired) makes four bytes, not six.
+    scan.utf8Bytes =
+        units + (units - totals.ascii) + (units - totals.below800) - 2 * totals.highSurrogates;
     return true;
+}
+
+// Shuffles that pack four 32-bit lanes holding 1, 2 or 3 UTF-8 bytes each (lengths given as
+// a base-3 number of digits 0, 1, 2 for 1, 2, 3 bytes, first lane lowest) into consecutive
+// bytes, with the resulting length in byte 16.
+struct PackTable {
+    std::array<std::array<std::uint8_t, 17>, 81> rows{};
+
+    constexpr PackTable() {
+        for (std::size_t index = 0; index < rows.size(); ++index) {
+            std::array<std::uint8_t, 17>& row = rows[index];
+            row.fill(0x80); // a shuffle index with the top bit set writes zero
+            std::size_t length = 0;
+            std::size_t digits = index;
+            for (std::uint8_t lane = 0; lane < 4; ++lane) {
+                const std::size_t bytes = digits % 3 + 1;
+                digits /= 3;
+                for (std::uint8_t b = 0; b < bytes; ++b) {
+                    row[length++] = static_cast<std::uint8_t>(4 * lane + b);
+                }
+            }
+            row[16] = static_cast<std::uint8_t>(length);
+        }
+    }
+};
+constexpr PackTable packTable;
+
+// The base-3 digits of a four-bit mask: bit j counts 3^j.
+constexpr std::array<std::uint8_t, 16> baseThree = {0,  1,  3,  4,  9,  10, 12, 13,
+                                                    27, 28, 30, 31, 36, 37, 39, 40};
+
+// Converts eight units below U+10000 that are no surrogates; returns the new end of output.
+// Writes up to 32 bytes at `out`.
+ZEMVAR_AVX2 inline char* putEightUnits(__m128i eight, char* out) {
+    const __m256i u = _mm256_cvtepu16_epi32(eight);
+    const __m256i low6 =
+        _mm256_or_si256(_mm256_and_si256(u, _mm256_set1_epi32(0x3F)), _mm256_set1_epi32(0x80));
+    const __m256i shifted6 = _mm256_srli_epi32(u, 6);
+    const __m256i middle6 = _mm256_or_si256(_mm256_and_si256(shifted6, _mm256_set1_epi32(0x3F)),
+                                            _mm256_set1_epi32(0x80));
+    const __m256i two = _mm256_or_si256(_mm256_or_si256(shifted6, _mm256_set1_epi32(0xC0)),
+                                        _mm256_slli_epi32(low6, 8));
+    const __m256i three = _mm256_or_si256(
+        _mm256_or_si256(_mm256_srli_epi32(u, 12), _mm256_set1_epi32(0xE0)),
+        _mm256_or_si256(_mm256_slli_epi32(middle6, 8), _mm256_slli_epi32(low6, 16)));
+    const __m256i atLeastTwo = _mm256_cmpgt_epi32(u, _mm256_set1_epi32(0x7F));
+    const __m256i atLeastThree = _mm256_cmpgt_epi32(u, _mm256_set1_epi32(0x7FF));
+    const __m256i utf8 =
+        _mm256_blendv_epi8(_mm256_blendv_epi8(u, two, atLeastTwo), three, atLeastThree);
+    const auto twoMask = static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(atLeastTwo)));
+    const auto threeMask =
+        static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(atLeastThree)));
+
+    const auto& first = packTable.rows[baseThree[twoMask & 15] + baseThree[threeMask & 15]];
+    const auto& second = packTable.rows[baseThree[twoMask >> 4] + baseThree[threeMask >> 4]];
+    _mm_storeu_si128(
+        reinterpret_cast<__m128i*>(out),
+        _mm_shuffle_epi8(_mm256_castsi256_si128(utf8),
+                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(first.data()))));
+    out += first[16];
+    _mm_storeu_si128(
+        reinterpret_cast<__m128i*>(out),
+        _mm_shuffle_epi8(_mm256_extracti128_si256(utf8, 1),
+                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(second.data()))));
+    return out + second[16];
+}
+
+ZEMVAR_AVX2 void convertUtf16ToUtf8Avx2(std::string_view bytes, bool bigEndian, char* out,
+                                        std::size_t outSize) {
+    const char* const data = bytes.data();
+    const std::size_t units = bytes.size() / 2;
+    char* const outEnd = out + outSize;
+    std::size_t k = 0;
+    // Sixteen units give at most 48 bytes, and the last store may write 16 more.
+    while (units - k >= 16 && outEnd - out >= 64) {
+        const __m256i v = loadUnits(data + 2 * k, bigEndian);
+        const auto ascii = static_cast<unsigned>(_mm256_movemask_epi8(
+            _mm256_cmpeq_epi16(_mm256_and_si256(v, _mm256_set1_epi16(static_cast<short>(0xFF80))),
+                               _mm256_setzero_si256())));
+        if (ascii == 0xFFFFFFFFu) {
+            const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(v, v), 0x08);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
+            out += 16;
+            k += 16;
+            continue;
+        }
+        const auto surrogates = static_cast<unsigned>(_mm256_movemask_epi8(
+            _mm256_cmpeq_epi16(_mm256_and_si256(v, _mm256_set1_epi16(static_cast<short>(0xF800))),
+                               _mm256_set1_epi16(static_cast<short>(0xD800)))));
+        if (surrogates == 0) {
+            out = putEightUnits(_mm256_castsi256_si128(v), out);
+            out = putEightUnits(_mm256_extracti128_si256(v, 1), out);
+            k += 16;
+            continue;
+        }
+        // Rare: characters beyond U+FFFF; a pair may also straddle the block's end.
+        const std::size_t end = k + 16;
+        while (k < end) {
+            k = putUtf16Character(bytes, bigEndian, k, out);
+        }
+    }
+    while (k < units) {
+        k = putUtf16Character(bytes, bigEndian, k, out);
+    }
 }
 
 bool hasAvx2() {
@@ -621,129 +811,100 @@ bool scanUtf16(std::string_view bytes, bool bigEndian, TextScan& scan, ScanKerne
     return scanUtf16Portable(bytes, bigEndian, scan);
 }
 
-void convertUtf16ToUtf8(std::string_view bytes, bool bigEndian, char* out) {
-    const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
-    const std::size_t units = bytes.size() / 2;
-    const auto unitAt = [&](std::size_t k) -> char32_t {
-        const unsigned first = data[2 * k];
-        const unsigned second = data[2 * k + 1];
-        return bigEndian ? (first << 8 | second) : (second << 8 | first);
-    };
-    std::size_t k = 0;
-    while (k < units) {
-#if defined(__SSE2__)
-        // Eight ASCII units (controls included) narrow to eight bytes.
-        if (units - k >= 8) {
-            const __m128i v = loadUnits(data + 2 * k, bigEndian);
-            const __m128i wide = _mm_and_si128(v, _mm_set1_epi16(static_cast<short>(0xFF80)));
-            if (_mm_movemask_epi8(_mm_cmpeq_epi16(wide, _mm_setzero_si128())) == 0xFFFF) {
-                _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(v, v));
-                out += 8;
-                k += 8;
-                continue;
-            }
-        }
-#endif
-        char32_t c = unitAt(k);
-        ++k;
-        if (c >= 0xD800 && c <= 0xDBFF) {
-            c = 0x10000 + ((c - 0xD800) << 10) + (unitAt(k) - 0xDC00);
-            ++k;
-        }
-        if (c < 0x80) {
-            *out++ = static_cast<char>(c);
-        } else if (c < 0x800) {
-            *out++ = static_cast<char>(0xC0 | (c >> 6));
-            *out++ = static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            *out++ = static_cast<char>(0xE0 | (c >> 12));
-            *out++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            *out++ = static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            *out++ = static_cast<char>(0xF0 | (c >> 18));
-            *out++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            *out++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            *out++ = static_cast<char>(0x80 | (c & 0x3F));
-        }
+void convertUtf16ToUtf8(std::string_view bytes, bool bigEndian, char* out, std::size_t outSize,
+                        ScanKernel kernel) {
+#if defined(ZEMVAR_AVX2_KERNELS)
+    if (kernel == ScanKernel::fastest && hasAvx2()) {
+        convertUtf16ToUtf8Avx2(bytes, bigEndian, out, outSize);
+        return;
     }
+#endif
+    static_cast<void>(kernel);
+    static_cast<void>(outSize);
+    convertUtf16ToUtf8Portable(bytes, bigEndian, out);
 }
 
-void copyWithLineEndings(std::string_view text, std::string_view style, char* out) {
+void copyWithLineEndings(std::string_view text, std::string_view style, char* out,
+                         std::size_t outSize) {
     const char* p = text.data();
     const char* const end = p + text.size();
+    char* const outEnd = out + outSize;
     while (p < end) {
-        const char* lineBreak = p;
 #if defined(__SSE2__)
-        const __m128i carriageReturn = _mm_set1_epi8('\r');
-        const __m128i lineFeed = _mm_set1_epi8('\n');
-        while (end - lineBreak >= 16) {
-            const __m128i bytes = load16(lineBreak);
-            const auto mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
-                _mm_cmpeq_epi8(bytes, carriageReturn), _mm_cmpeq_epi8(bytes, lineFeed))));
-            if (mask != 0) {
-                lineBreak += __builtin_ctz(mask);
-                break;
+        // Copy sixteen bytes at a time up to the next line break.
+        if (end - p >= 16 && outEnd - out >= 16) {
+            const __m128i bytes = load16(p);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
+            const auto breaks = static_cast<unsigned>(
+                _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r')),
+                                               _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n')))));
+            if (breaks == 0) {
+                p += 16;
+                out += 16;
+                continue;
             }
-            lineBreak += 16;
+            const auto plain = static_cast<std::size_t>(__builtin_ctz(breaks));
+            p += plain;
+            out += plain;
         }
 #endif
-        while (lineBreak < end && *lineBreak != '\r' && *lineBreak != '\n') {
-            ++lineBreak;
-        }
-        std::memcpy(out, p, static_cast<std::size_t>(lineBreak - p));
-        out += lineBreak - p;
-        if (lineBreak == end) {
-            break;
+        if (*p != '\r' && *p != '\n') {
+            *out++ = *p++;
+            continue;
         }
         std::memcpy(out, style.data(), style.size());
         out += style.size();
-        const bool pair = lineBreak[0] == '\r' && lineBreak + 1 < end && lineBreak[1] == '\n';
-        p = lineBreak + (pair ? 2 : 1);
+        p += p[0] == '\r' && p + 1 < end && p[1] == '\n' ? 2 : 1;
     }
 }
 
 void convertUtf8ToUtf16(std::string_view text, bool bigEndian,
-                        std::optional<std::string_view> style, char* out) {
+                        std::optional<std::string_view> style, char* out, std::size_t outSize) {
     const auto putUnit = [&](char32_t unit) {
         const auto high = static_cast<char>(unit >> 8);
         const auto low = static_cast<char>(unit & 0xFF);
         *out++ = bigEndian ? high : low;
         *out++ = bigEndian ? low : high;
     };
-    std::size_t i = 0;
-    while (i < text.size()) {
+    const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+    const auto* const end = p + text.size();
+    char* const outEnd = out + outSize;
+    while (p < end) {
 #if defined(__SSE2__)
-        // Sixteen ASCII bytes widen to sixteen units; with a style, line breaks (and the other
-        // controls, for simplicity) leave the fast path too.
-        if (text.size() - i >= 16) {
-            const __m128i bytes = load16(text.data() + i);
-            const auto mask =
+        // Sixteen bytes widen to sixteen units as far as they are ASCII (with a style, as far
+        // as they are printable ASCII, so that line breaks are rewritten below).
+        if (end - p >= 16 && outEnd - out >= 32) {
+            const __m128i bytes = load16(p);
+            const __m128i zero = _mm_setzero_si128();
+            auto* const target = reinterpret_cast<__m128i*>(out);
+            if (bigEndian) {
+                _mm_storeu_si128(target, _mm_unpacklo_epi8(zero, bytes));
+                _mm_storeu_si128(target + 1, _mm_unpackhi_epi8(zero, bytes));
+            } else {
+                _mm_storeu_si128(target, _mm_unpacklo_epi8(bytes, zero));
+                _mm_storeu_si128(target + 1, _mm_unpackhi_epi8(bytes, zero));
+            }
+            const auto special =
                 static_cast<unsigned>(style ? specialBytes(bytes) : _mm_movemask_epi8(bytes));
-            if (mask == 0) {
-                const __m128i zero = _mm_setzero_si128();
-                auto* const target = reinterpret_cast<__m128i*>(out);
-                if (bigEndian) {
-                    _mm_storeu_si128(target, _mm_unpacklo_epi8(zero, bytes));
-                    _mm_storeu_si128(target + 1, _mm_unpackhi_epi8(zero, bytes));
-                } else {
-                    _mm_storeu_si128(target, _mm_unpacklo_epi8(bytes, zero));
-                    _mm_storeu_si128(target + 1, _mm_unpackhi_epi8(bytes, zero));
-                }
+            if (special == 0) {
+                p += 16;
                 out += 32;
-                i += 16;
                 continue;
             }
+            const auto plain = static_cast<std::size_t>(__builtin_ctz(special));
+            p += plain;
+            out += 2 * plain;
         }
 #endif
-        const char ch = text[i];
+        const unsigned char ch = *p;
         if (style && (ch == '\r' || ch == '\n')) {
             for (const char styleCharacter : *style) {
                 putUnit(static_cast<unsigned char>(styleCharacter));
             }
-            i += ch == '\r' && i + 1 < text.size() && text[i + 1] == '\n' ? 2 : 1;
+            p += ch == '\r' && p + 1 < end && p[1] == '\n' ? 2 : 1;
             continue;
         }
-        const char32_t c = text::decodeUtf8(text, i);
+        const char32_t c = decodeValidUtf8(p);
         if (c < 0x10000) {
             putUnit(c);
         } else {

@@ -61,17 +61,19 @@ bool scanUtf8(std::string_view bytes, TextScan& scan, ScanKernel kernel = ScanKe
 bool scanUtf16(std::string_view bytes, bool bigEndian, TextScan& scan,
                ScanKernel kernel = ScanKernel::fastest);
 
-/// Converts UTF-16 that scanUtf16 accepted to UTF-8 at `out`, which has room for exactly
-/// scan.utf8Bytes bytes.
-void convertUtf16ToUtf8(std::string_view bytes, bool bigEndian, char* out);
+/// Converts UTF-16 that scanUtf16 accepted to UTF-8 at `out`; `outSize` is exactly
+/// scan.utf8Bytes.
+void convertUtf16ToUtf8(std::string_view bytes, bool bigEndian, char* out, std::size_t outSize,
+                        ScanKernel kernel = ScanKernel::fastest);
 
-/// Copies UTF-8 `text` to `out` with every line break rewritten to `style`; `out` has room for
-/// exactly utf8BytesWithLineEndings(style) bytes.
-void copyWithLineEndings(std::string_view text, std::string_view style, char* out);
+/// Copies UTF-8 `text` to `out` with every line break rewritten to `style`; `outSize` is
+/// exactly utf8BytesWithLineEndings(style).
+void copyWithLineEndings(std::string_view text, std::string_view style, char* out,
+                         std::size_t outSize);
 
 /// Converts UTF-8 that scanUtf8 accepted to UTF-16 at `out`, line breaks rewritten to `style`
-/// when there is one; `out` has room for exactly the bytes the scan's counts give.
+/// when there is one; `outSize` is exactly the size that the scan's counts give.
 void convertUtf8ToUtf16(std::string_view text, bool bigEndian,
-                        std::optional<std::string_view> style, char* out);
+                        std::optional<std::string_view> style, char* out, std::size_t outSize);
 
 } // namespace zemvar::core::detail
