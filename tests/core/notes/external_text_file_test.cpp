@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <functional>
 #include <initializer_list>
-#include <random>
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -85,10 +84,8 @@ TEST(ExternalTextFileTest, DecodesEncodingMarkTextAndLineEndingStyle) {
     } cases[] = {
         {"empty", "", TextEncoding::utf8, "", "", std::nullopt},
         {"mark only", utf8Mark, TextEncoding::utf8, utf8Mark, "", std::nullopt},
-        {"one byte", "a", TextEncoding::utf8, "", "a", std::nullopt},
         {"crlf", "a\r\nb\r\n", TextEncoding::utf8, "", "a\r\nb\r\n", "\r\n"},
         {"crlf then lf", "a\r\nb\n", TextEncoding::utf8, "", "a\r\nb\n", std::nullopt},
-        {"crlf then cr", "a\r\nb\rc", TextEncoding::utf8, "", "a\r\nb\rc", std::nullopt},
         {"cr cr lf", "a\r\r\nb", TextEncoding::utf8, "", "a\r\r\nb", std::nullopt},
         {"cr", "a\rb\r", TextEncoding::utf8, "", "a\rb\r", "\r"},
         {"lf", "a\nb", TextEncoding::utf8, "", "a\nb", std::nullopt},
@@ -101,7 +98,6 @@ TEST(ExternalTextFileTest, DecodesEncodingMarkTextAndLineEndingStyle) {
          TextEncoding::utf16LittleEndian, le, "h\xC3\xA9\r\n\xF0\x9F\x98\x80\r\n", "\r\n"},
         {"utf-16 be", be + utf16("\xE2\x82\xAC 5\rx", true), TextEncoding::utf16BigEndian, be,
          "\xE2\x82\xAC 5\rx", "\r"},
-        {"utf-16 le mark only", le, TextEncoding::utf16LittleEndian, le, "", std::nullopt},
         // The UTF-8 mark is tested first, then FF FE, then FE FF.
         {"utf-16 text starting with a mark", le + utf16("\xEF\xBB\xBFx", false),
          TextEncoding::utf16LittleEndian, le, "\xEF\xBB\xBFx", std::nullopt},
@@ -131,30 +127,16 @@ TEST(ExternalTextFileTest, RefusesBadEncodingsAndBinaryContent) {
         {"escape", "\x1B[0m", Case::binary},
         {"utf-16 without mark", std::string("a\0b\0", 4), Case::binary},
         {"utf-32 le mark read as utf-16", std::string("\xFF\xFE\0\0", 4), Case::binary},
-        {"utf-16 nul", le + std::string("a\0\0\0", 4), Case::binary},
         {"bad continuation", "caf\xC3\x28", Case::unsupportedEncoding},
         {"overlong slash", "\xC0\xAF", Case::unsupportedEncoding},
-        {"overlong three bytes", "\xE0\x80\xAF", Case::unsupportedEncoding},
         {"utf-8 surrogate", "\xED\xA0\x80", Case::unsupportedEncoding},
-        {"above U+10FFFF", "\xF4\x90\x80\x80", Case::unsupportedEncoding},
-        {"truncated at end", "abc\xE2\x82", Case::unsupportedEncoding},
-        {"lone continuation", "\x80", Case::unsupportedEncoding},
-        {"lone FF", "\xFF", Case::unsupportedEncoding},
-        {"latin-1",
-         "Stra\xDF"
-         "e",
-         Case::unsupportedEncoding},
         {"encoding wins over binary", std::string("\0\xC3", 2), Case::unsupportedEncoding},
         {"utf-16 odd length", le + "a", Case::unsupportedEncoding},
         {"utf-16 le high surrogate at end", bytes({0xFF, 0xFE, 0x3D, 0xD8}),
          Case::unsupportedEncoding},
-        {"utf-16 le high surrogate then letter", bytes({0xFF, 0xFE, 0x3D, 0xD8, 0x61, 0x00}),
-         Case::unsupportedEncoding},
         {"utf-16 le lone low surrogate", bytes({0xFF, 0xFE, 0x61, 0x00, 0x00, 0xDE}),
          Case::unsupportedEncoding},
         {"utf-16 le reversed pair", bytes({0xFF, 0xFE, 0x00, 0xDE, 0x3D, 0xD8}),
-         Case::unsupportedEncoding},
-        {"utf-16 be two high surrogates", bytes({0xFE, 0xFF, 0xD8, 0x3D, 0xD8, 0x3D}),
          Case::unsupportedEncoding},
         {"utf-16 nul then lone surrogate", bytes({0xFF, 0xFE, 0x00, 0x00, 0x00, 0xDC}),
          Case::unsupportedEncoding},
@@ -162,94 +144,6 @@ TEST(ExternalTextFileTest, RefusesBadEncodingsAndBinaryContent) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(decodingRefusal(row.data), row.expected);
-    }
-}
-
-// Long texts cross the sixteen-byte steps of the fast paths at every offset; compare with a
-// direct reading of the rules.
-TEST(ExternalTextFileTest, LongMixedTextsDecodeLikeTheRulesSay) {
-    const std::vector<std::string> pieces = {"a",
-                                             "Z",
-                                             " ",
-                                             "\r",
-                                             "\n",
-                                             "\r\n",
-                                             "\t",
-                                             "\f",
-                                             "\xC3\xA9",
-                                             "\xE2\x82\xAC",
-                                             "\xF0\x9F\x98\x80",
-                                             "\x7F",
-                                             "\xEF\xBF\xBD",
-                                             "0123456789abcdef"};
-    std::mt19937 random(7);
-    for (int round = 0; round < 400; ++round) {
-        std::string text;
-        std::string binary; // the same with a NUL among the pieces
-        const int count = static_cast<int>(random() % 60);
-        const int nulAt = static_cast<int>(random() % (count + 1));
-        for (int i = 0; i < count; ++i) {
-            if (i == nulAt) {
-                binary += '\0';
-            }
-            const std::string& piece = pieces[random() % pieces.size()];
-            text += piece;
-            binary += piece;
-        }
-        if (nulAt == count) {
-            binary += '\0';
-        }
-        std::string withoutPairs;
-        for (std::size_t i = 0; i < text.size(); ++i) {
-            if (text.compare(i, 2, "\r\n") == 0) {
-                ++i;
-            } else {
-                withoutPairs += text[i];
-            }
-        }
-        std::optional<std::string_view> style;
-        if (text.find("\r\n") != std::string::npos &&
-            withoutPairs.find_first_of("\r\n") == std::string::npos) {
-            style = "\r\n";
-        } else if (text.find('\r') != std::string::npos && text.find('\n') == std::string::npos) {
-            style = "\r";
-        }
-        SCOPED_TRACE(::testing::PrintToString(text));
-        for (const std::string& data :
-             {text, utf8Mark + text, le + utf16(text, false), be + utf16(text, true)}) {
-            const ExternalTextFile file(data);
-            EXPECT_EQ(file.text(), text);
-            EXPECT_EQ(file.lineEnding(), style);
-            EXPECT_EQ(file.encoded(file.text()), data);
-        }
-        // A NUL anywhere makes any of these binary.
-        EXPECT_EQ(decodingRefusal(binary), Case::binary);
-        EXPECT_EQ(decodingRefusal(be + utf16(binary, true)), Case::binary);
-    }
-}
-
-TEST(ExternalTextFileTest, EncodesEditedTextInTheFilesOwnWay) {
-    struct Row {
-        const char* name;
-        std::string original;
-        std::string edited;
-        std::string saved;
-    } rows[] = {
-        {"lf typed into crlf file", "a\r\nb", "a\r\nb\nc\n", "a\r\nb\r\nc\r\n"},
-        {"cr typed into crlf file", "a\r\nb", "x\ry", "x\r\ny"},
-        {"lf typed into cr file", "a\rb", "a\rb\nc\r\nd", "a\rb\rc\rd"},
-        {"mixed file stays as typed", "a\r\nb\n", "a\r\nb\nc\rd", "a\r\nb\nc\rd"},
-        {"lf file stays as typed", "a\nb", "a\r\nb", "a\r\nb"},
-        {"mark re-added", utf8Mark + "x", "y\xC3\xA9", utf8Mark + "y\xC3\xA9"},
-        {"mark only saved back", utf8Mark, "", utf8Mark},
-        {"utf-16 le with crlf", le + utf16("a\r\n", false), "\xF0\x9F\x98\x80\nb",
-         le + utf16("\xF0\x9F\x98\x80\r\nb", false)},
-        {"utf-16 be", be + utf16("a", true), "\xE4\xB8\xAD\xE6\x96\x87 text",
-         be + utf16("\xE4\xB8\xAD\xE6\x96\x87 text", true)},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(ExternalTextFile(row.original).encoded(row.edited), row.saved);
     }
 }
 
@@ -309,21 +203,27 @@ protected:
     TemporaryFolder folder;
 };
 
-TEST_F(ExternalTextFileDiskTest, SavesUneditedAndEditedFilesByteForByte) {
+// The outside-file window's save: read, check, encode the editor's text, write, read again.
+TEST_F(ExternalTextFileDiskTest, SavesFilesTheWayTheyWereStored) {
+    const std::string emoji = "\xF0\x9F\x8E\x89";
     struct Row {
         const char* name;
         std::string original;
-        std::string edit; // appended to the decoded text before saving
+        std::string edited; // the editor's text
         std::string saved;
     } rows[] = {
-        {"utf-8", "plain\ntext", "", "plain\ntext"},
-        {"utf-8 with mark", utf8Mark + "x\r\ny", "", utf8Mark + "x\r\ny"},
-        {"utf-16 le", le + utf16("\xC3\xA9t\xC3\xA9\r\n\xF0\x9F\x8E\x89", false), "",
-         le + utf16("\xC3\xA9t\xC3\xA9\r\n\xF0\x9F\x8E\x89", false)},
-        {"utf-16 be", be + utf16("line\rline", true), "", be + utf16("line\rline", true)},
-        {"crlf edited", "one\r\ntwo\r\n", "three\n", "one\r\ntwo\r\nthree\r\n"},
-        {"cr edited", "one\rtwo", "\nthree", "one\rtwo\rthree"},
-        {"utf-16 be crlf edited", be + utf16("a\r\n", true), "b\n", be + utf16("a\r\nb\r\n", true)},
+        {"utf-8 unedited", "plain\ntext", "plain\ntext", "plain\ntext"},
+        {"mark unedited", utf8Mark + "x\r\ny", "x\r\ny", utf8Mark + "x\r\ny"},
+        {"mark only", utf8Mark, "", utf8Mark},
+        {"utf-16 le unedited", le + utf16("\xC3\xA9t\xC3\xA9\r\n" + emoji, false),
+         "\xC3\xA9t\xC3\xA9\r\n" + emoji, le + utf16("\xC3\xA9t\xC3\xA9\r\n" + emoji, false)},
+        {"utf-16 be cr unedited", be + utf16("line\rline", true), "line\rline",
+         be + utf16("line\rline", true)},
+        {"lf typed into crlf", "a\r\nb", "a\r\nb\nc\n", "a\r\nb\r\nc\r\n"},
+        {"lf and crlf typed into cr", "a\rb", "a\rb\nc\r\nd", "a\rb\rc\rd"},
+        {"mixed stays as typed", "a\r\nb\n", "a\r\nb\nc\rd", "a\r\nb\nc\rd"},
+        {"utf-16 be crlf edited", be + utf16("a\r\n", true), "a\nb" + emoji + "\n",
+         be + utf16("a\r\nb" + emoji + "\r\n", true)},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -333,12 +233,11 @@ TEST_F(ExternalTextFileDiskTest, SavesUneditedAndEditedFilesByteForByte) {
         EXPECT_EQ(opened.originalData(), row.original);
 
         opened.checkUnchanged(path);
-        const std::string bytes = opened.encoded(std::string(opened.text()) + row.edit);
-        ExternalTextFile::write(path, bytes);
+        ExternalTextFile::write(path, opened.encoded(row.edited));
         EXPECT_EQ(readFile(path), row.saved);
         const ExternalTextFile reread = ExternalTextFile::read(path);
-        EXPECT_EQ(reread.text(), ExternalTextFile(row.saved).text());
-        EXPECT_EQ(reread.lineEnding(), opened.lineEnding());
+        EXPECT_EQ(reread.encoding(), opened.encoding());
+        EXPECT_EQ(reread.prefix(), opened.prefix());
     }
 }
 
@@ -478,19 +377,15 @@ TEST_F(ExternalTextFileDiskTest, LocationsBecomeLocalPathsOrNothing) {
         std::optional<fs::path> path;
     } rows[] = {
         {"/home/ada/notes.txt", fs::path("/home/ada/notes.txt")},
-        {"relative/a%20b.txt", fs::path("relative/a%20b.txt")}, // plain paths are not decoded
-        {"draft:v2.txt", fs::path("draft:v2.txt")},             // a colon alone is no scheme
+        {"draft:v2.txt", fs::path("draft:v2.txt")}, // a colon alone is no scheme
         {"file:///home/ada/My%20Notes.md", fs::path("/home/ada/My Notes.md")},
         {"FILE://localhost/tmp/x", fs::path("/tmp/x")},
         {"file:/tmp/x%C3%A9", fs::path("/tmp/x\xC3\xA9")},
         {"file:///tmp/a.txt#part", fs::path("/tmp/a.txt")},
         {"", std::nullopt},
         {"https://example.com/a.txt", std::nullopt},
-        {"sftp://host/a.txt", std::nullopt},
         {"file://server/share/a.txt", std::nullopt},
         {"file:relative.txt", std::nullopt},
-        {"file://", std::nullopt},
-        {"file:///bad%2", std::nullopt},
         {"file:///bad%zz", std::nullopt},
         {"file:///nul%00byte", std::nullopt},
     };
@@ -517,25 +412,16 @@ TEST(ExternalTextFilePresentationTest, FileNamesProposeModeAndLanguage) {
         {".env.local", NoteMode::code, NoteCodeLanguage::shell},
         {"Production.ENV", NoteMode::code, NoteCodeLanguage::shell},
         {".zprofile", NoteMode::code, NoteCodeLanguage::shell},
-        {".BASHRC", NoteMode::code, NoteCodeLanguage::shell},
         {".environment", NoteMode::text, NoteCodeLanguage::swift}, // not ".env."
         {".gitignore", NoteMode::text, NoteCodeLanguage::swift},   // leading dot only
         {"README.MD", NoteMode::markdown, NoteCodeLanguage::swift},
-        {"notes.mdown", NoteMode::markdown, NoteCodeLanguage::swift},
         {"notes.txt", NoteMode::text, NoteCodeLanguage::swift},
-        {"Makefile", NoteMode::text, NoteCodeLanguage::swift},
         {"archive.tar.gz", NoteMode::text, NoteCodeLanguage::swift},
         {"trailing.", NoteMode::text, NoteCodeLanguage::swift},
-        {"", NoteMode::text, NoteCodeLanguage::swift},
-        {"App.Swift", NoteMode::code, NoteCodeLanguage::swift},
         {"index.cjs", NoteMode::code, NoteCodeLanguage::javascript},
         {"view.tsx", NoteMode::code, NoteCodeLanguage::typescript},
         {"tool.pyw", NoteMode::code, NoteCodeLanguage::python},
-        {"data.json", NoteMode::code, NoteCodeLanguage::json},
-        {"build.zsh", NoteMode::code, NoteCodeLanguage::shell},
         {"page.HTM", NoteMode::code, NoteCodeLanguage::html},
-        {"site.css", NoteMode::code, NoteCodeLanguage::css},
-        {"query.sql", NoteMode::code, NoteCodeLanguage::sql},
         {"/home/ada/.zshrc", NoteMode::code, NoteCodeLanguage::shell}, // last component
         {"\xC3\x89T\xC3\x89.PY", NoteMode::code, NoteCodeLanguage::python},
     };

@@ -48,18 +48,10 @@ TEST(NoteExportTest, FormatsFollowModeAndLanguage) {
         {NoteMode::calculations, NoteCodeLanguage::swift, {".txt", ".md"}},
         {NoteMode::markdown, NoteCodeLanguage::swift, {".md", ".txt"}},
         {NoteMode::code, NoteCodeLanguage::python, {".py", ".txt", ".md"}},
-        {NoteMode::code, NoteCodeLanguage::swift, {".swift", ".txt", ".md"}},
         {NoteMode::code,
          NoteCodeLanguage::javascript,
          {".js", ".jsx", ".mjs", ".cjs", ".txt", ".md"}},
-        {NoteMode::code,
-         NoteCodeLanguage::typescript,
-         {".ts", ".tsx", ".mts", ".cts", ".txt", ".md"}},
-        {NoteMode::code, NoteCodeLanguage::json, {".json", ".txt", ".md"}},
         {NoteMode::code, NoteCodeLanguage::shell, {".sh", ".bash", ".zsh", ".txt", ".md"}},
-        {NoteMode::code, NoteCodeLanguage::html, {".html", ".htm", ".txt", ".md"}},
-        {NoteMode::code, NoteCodeLanguage::css, {".css", ".txt", ".md"}},
-        {NoteMode::code, NoteCodeLanguage::sql, {".sql", ".txt", ".md"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(rawValue(row.mode)) + " " + std::string(rawValue(row.language)));
