@@ -47,6 +47,13 @@ std::size_t recordControl(TextScan& scan, char32_t c, bool followedByLineFeed) {
     }
 }
 
+// The UTF-16 unit at index `k` of `data`.
+inline char32_t unitIn(const unsigned char* data, std::size_t k, bool bigEndian) {
+    const unsigned first = data[2 * k];
+    const unsigned second = data[2 * k + 1];
+    return bigEndian ? (first << 8 | second) : (second << 8 | first);
+}
+
 // Length of the strict UTF-8 sequence that starts with the non-ASCII byte at `p`, with
 // `available` bytes left, or 0 when it is malformed (overlong, surrogate, above U+10FFFF,
 // truncated). Inline because decoding walks every non-ASCII character of files up to 2 MiB;
@@ -121,8 +128,10 @@ bool scanUtf8Portable(std::string_view bytes, TextScan& scan) {
             return recordControl(scan, byte, pos + 1 < size && data[pos + 1] == '\n');
         }
         const std::size_t length = utf8SequenceLength(data + pos, size - pos);
-        continuationBytes += length - 1;
-        scan.supplementary += length == 4 ? 1 : 0;
+        if (length != 0) {
+            continuationBytes += length - 1;
+            scan.supplementary += length == 4 ? 1 : 0;
+        }
         return length;
     };
 
@@ -171,10 +180,8 @@ bool scanUtf16Portable(std::string_view bytes, bool bigEndian, TextScan& scan) {
     }
     const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
     const std::size_t units = bytes.size() / 2;
-    const auto unitAt = [&](std::size_t k) -> char32_t {
-        const unsigned first = data[2 * k];
-        const unsigned second = data[2 * k + 1];
-        return bigEndian ? (first << 8 | second) : (second << 8 | first);
+    const auto unitAt = [&](std::size_t k) {
+        return unitIn(data, k, bigEndian);
     };
     std::size_t extraUtf8Bytes = 0; // beyond one per unit
     // Handles the unit at `k`; returns how many units it consumed, 0 when it is invalid.
@@ -290,10 +297,8 @@ inline char32_t decodeValidUtf8(const unsigned char*& p) {
 inline std::size_t putUtf16Character(std::string_view bytes, bool bigEndian, std::size_t k,
                                      char*& out) {
     const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
-    const auto unitAt = [&](std::size_t i) -> char32_t {
-        const unsigned first = data[2 * i];
-        const unsigned second = data[2 * i + 1];
-        return bigEndian ? (first << 8 | second) : (second << 8 | first);
+    const auto unitAt = [&](std::size_t i) {
+        return unitIn(data, i, bigEndian);
     };
     char32_t c = unitAt(k++);
     if (c >= 0xD800 && c <= 0xDBFF) {
@@ -306,10 +311,8 @@ inline std::size_t putUtf16Character(std::string_view bytes, bool bigEndian, std
 void convertUtf16ToUtf8Portable(std::string_view bytes, bool bigEndian, char* out) {
     const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
     const std::size_t units = bytes.size() / 2;
-    const auto unitAt = [&](std::size_t k) -> char32_t {
-        const unsigned first = data[2 * k];
-        const unsigned second = data[2 * k + 1];
-        return bigEndian ? (first << 8 | second) : (second << 8 | first);
+    const auto unitAt = [&](std::size_t k) {
+        return unitIn(data, k, bigEndian);
     };
     std::size_t k = 0;
     while (k < units) {
