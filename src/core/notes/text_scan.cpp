@@ -771,6 +771,116 @@ ZEMVAR_AVX2 void convertUtf16ToUtf8Avx2(std::string_view bytes, bool bigEndian, 
     }
 }
 
+#define ZEMVAR_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl")))
+
+// Adds the 16-bit counts of `counter` to `total` and clears the counter.
+ZEMVAR_AVX512 inline void flushCounter512(__m512i& counter, std::size_t& total) {
+    alignas(64) std::uint32_t lanes[16];
+    _mm512_store_si512(lanes, _mm512_madd_epi16(counter, _mm512_set1_epi16(1)));
+    for (const std::uint32_t lane : lanes) {
+        total += lane;
+    }
+    counter = _mm512_setzero_si512();
+}
+
+// UTF-16 in blocks of 32 units with comparisons into bit masks: the pairing of surrogates and
+// line breaks becomes plain arithmetic on the masks; counts are kept per unit position in
+// 16-bit counters.
+ZEMVAR_AVX512 bool scanUtf16Avx512(std::string_view bytes, bool bigEndian, TextScan& scan) {
+    if (bytes.size() % 2 != 0) {
+        return false;
+    }
+    const __m512i swap = _mm512_set_epi64(
+        0x0E0F0C0D0A0B0809, 0x0607040502030001, 0x0E0F0C0D0A0B0809, 0x0607040502030001,
+        0x0E0F0C0D0A0B0809, 0x0607040502030001, 0x0E0F0C0D0A0B0809, 0x0607040502030001);
+    const __m512i one = _mm512_set1_epi16(1);
+    const char* const data = bytes.data();
+    const std::size_t units = bytes.size() / 2;
+    std::uint32_t unpaired = 0;   // a low surrogate without a high one before it, or back
+    std::uint32_t highBefore = 0; // 1 when the last unit of a block is a high surrogate
+    std::uint32_t carriageReturnBefore = 0;
+    std::uint32_t disallowed = 0;
+    __m512i lineFeeds = _mm512_setzero_si512();
+    __m512i pairs = _mm512_setzero_si512();
+    __m512i carriageReturns = _mm512_setzero_si512();
+    __m512i ascii = _mm512_setzero_si512();
+    __m512i below800 = _mm512_setzero_si512();
+    __m512i highs = _mm512_setzero_si512();
+    std::size_t totalLineFeeds = 0;
+    std::size_t totalCarriageReturns = 0;
+    std::size_t totalAscii = 0;
+    std::size_t totalBelow800 = 0;
+    std::size_t k = 0;
+    while (k < units) {
+        // The counters hold 32767 blocks as signed 16-bit numbers.
+        const std::size_t flushAt = k + std::min<std::size_t>(units - k, 32 * 32767);
+        for (; k < flushAt; k += 32) {
+            // The last block loads only the units that exist; the others read as NUL and are
+            // masked out, except that a NUL is no low surrogate, so a final high one is caught.
+            const std::size_t count = std::min<std::size_t>(32, units - k);
+            const auto valid = static_cast<std::uint32_t>((std::uint64_t{1} << count) - 1);
+            __m512i v = _mm512_maskz_loadu_epi16(valid, data + 2 * k);
+            if (bigEndian) {
+                v = _mm512_shuffle_epi8(v, swap);
+            }
+            const __m512i surrogateBits =
+                _mm512_and_si512(v, _mm512_set1_epi16(static_cast<short>(0xFC00)));
+            const std::uint32_t high = _mm512_cmpeq_epi16_mask(
+                surrogateBits, _mm512_set1_epi16(static_cast<short>(0xD800)));
+            const std::uint32_t low = _mm512_cmpeq_epi16_mask(
+                surrogateBits, _mm512_set1_epi16(static_cast<short>(0xDC00)));
+            unpaired |= (high << 1 | highBefore) ^ low;
+            highBefore = high >> 31;
+
+            const std::uint32_t lineFeed = _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('\n'));
+            const std::uint32_t carriageReturn =
+                _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('\r'));
+            const std::uint32_t allowed = lineFeed | carriageReturn |
+                                          _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('\t')) |
+                                          _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('\f'));
+            disallowed |= _mm512_cmplt_epu16_mask(v, _mm512_set1_epi16(0x20)) & valid & ~allowed;
+            const std::uint32_t pair = lineFeed & (carriageReturn << 1 | carriageReturnBefore);
+            carriageReturnBefore = carriageReturn >> 31;
+
+            lineFeeds = _mm512_mask_add_epi16(lineFeeds, lineFeed, lineFeeds, one);
+            pairs = _mm512_mask_add_epi16(pairs, pair, pairs, one);
+            carriageReturns =
+                _mm512_mask_add_epi16(carriageReturns, carriageReturn, carriageReturns, one);
+            ascii = _mm512_mask_add_epi16(
+                ascii, _mm512_cmplt_epu16_mask(v, _mm512_set1_epi16(0x80)) & valid, ascii, one);
+            below800 = _mm512_mask_add_epi16(
+                below800, _mm512_cmplt_epu16_mask(v, _mm512_set1_epi16(0x800)) & valid, below800,
+                one);
+            highs = _mm512_mask_add_epi16(highs, high, highs, one);
+        }
+        flushCounter512(lineFeeds, totalLineFeeds);
+        flushCounter512(pairs, scan.pairs);
+        flushCounter512(carriageReturns, totalCarriageReturns);
+        flushCounter512(ascii, totalAscii);
+        flushCounter512(below800, totalBelow800);
+        flushCounter512(highs, scan.supplementary);
+    }
+    if (unpaired != 0 || highBefore != 0) {
+        return false;
+    }
+    scan.binary = disallowed != 0;
+    scan.loneLineFeeds = totalLineFeeds - scan.pairs;
+    scan.loneCarriageReturns = totalCarriageReturns - scan.pairs;
+    scan.characters = units - scan.supplementary;
+    scan.utf8Bytes =
+        units + (units - totalAscii) + (units - totalBelow800) - 2 * scan.supplementary;
+    return true;
+}
+
+bool hasAvx512() {
+    static const bool supported = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
+               __builtin_cpu_supports("avx512vl") != 0;
+    }();
+    return supported;
+}
+
 bool hasAvx2() {
     static const bool supported = [] {
         __builtin_cpu_init();
@@ -795,7 +905,7 @@ std::optional<std::string_view> TextScan::lineEnding() const {
 bool scanUtf8(std::string_view bytes, TextScan& scan, ScanKernel kernel) {
     scan = TextScan();
 #if defined(ZEMVAR_AVX2_KERNELS)
-    if (kernel == ScanKernel::fastest && hasAvx2()) {
+    if ((kernel == ScanKernel::fastest || kernel == ScanKernel::avx2) && hasAvx2()) {
         return scanUtf8Avx2(bytes, scan);
     }
 #endif
@@ -806,7 +916,10 @@ bool scanUtf8(std::string_view bytes, TextScan& scan, ScanKernel kernel) {
 bool scanUtf16(std::string_view bytes, bool bigEndian, TextScan& scan, ScanKernel kernel) {
     scan = TextScan();
 #if defined(ZEMVAR_AVX2_KERNELS)
-    if (kernel == ScanKernel::fastest && hasAvx2()) {
+    if (kernel == ScanKernel::fastest && hasAvx512()) {
+        return scanUtf16Avx512(bytes, bigEndian, scan);
+    }
+    if ((kernel == ScanKernel::fastest || kernel == ScanKernel::avx2) && hasAvx2()) {
         return scanUtf16Avx2(bytes, bigEndian, scan);
     }
 #endif
@@ -817,7 +930,7 @@ bool scanUtf16(std::string_view bytes, bool bigEndian, TextScan& scan, ScanKerne
 void convertUtf16ToUtf8(std::string_view bytes, bool bigEndian, char* out, std::size_t outSize,
                         ScanKernel kernel) {
 #if defined(ZEMVAR_AVX2_KERNELS)
-    if (kernel == ScanKernel::fastest && hasAvx2()) {
+    if ((kernel == ScanKernel::fastest || kernel == ScanKernel::avx2) && hasAvx2()) {
         convertUtf16ToUtf8Avx2(bytes, bigEndian, out, outSize);
         return;
     }

@@ -9,7 +9,7 @@
 /// The byte-level work behind ExternalTextFile: strict validation of UTF-8 and UTF-16, the
 /// scan for control characters and line breaks, and the conversions. Files of up to 2 MiB go
 /// through these on every open and save, so they work on whole blocks of bytes where the
-/// processor allows it (AVX2, chosen at run time, or SSE2).
+/// processor allows it (AVX-512 or AVX2, chosen at run time, or SSE2).
 namespace zemvar::core::detail {
 
 /// What one pass over a text learns: whether a character makes it binary, its line breaks (a
@@ -44,10 +44,11 @@ struct TextScan {
     friend bool operator==(const TextScan&, const TextScan&) = default;
 };
 
-/// Which implementation runs: the fastest the processor supports, or the portable one (for
-/// comparing the two in tests).
+/// Which implementation runs: the fastest the processor supports, at most AVX2, or the
+/// portable one. Tests compare them; a kernel the processor lacks falls back to a slower one.
 enum class ScanKernel {
     fastest,
+    avx2,
     portable,
 };
 
