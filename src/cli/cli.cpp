@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <ostream>
 
 namespace zemvar::cli {
@@ -12,8 +13,8 @@ namespace {
 
 std::vector<CommandSpec> allCommands() {
     std::vector<CommandSpec> commands = noteCommands();
-    for (auto& command : calcCommands()) {
-        commands.push_back(std::move(command));
+    for (auto more : {calcCommands(), fileCommands()}) {
+        std::move(more.begin(), more.end(), std::back_inserter(commands));
     }
     return commands;
 }

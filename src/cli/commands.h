@@ -12,6 +12,8 @@ namespace zemvar::cli {
 std::vector<CommandSpec> noteCommands();
 /// eval and calc.
 std::vector<CommandSpec> calcCommands();
+/// inspect, export and markdown.
+std::vector<CommandSpec> fileCommands();
 
 /// Runs the tool: `arguments` are argv without the program name. Returns the exit status.
 int run(const std::vector<std::string>& arguments, Streams& streams);

@@ -72,10 +72,9 @@ TEST_F(CliCalcTest, EvalAlignsResultsAndKeepsEveryLine) {
                           "prose\n"
                           "a * 200      1000\n");
     // Wide characters take two columns, a combined accent none.
-    EXPECT_EQ(cli({"eval"}, "e\u0301 = 2\n\u4E2D = 3\n\u4E2D * 2\n").out,
-              "e\u0301 = 2    2\n"
-              "\u4E2D = 3   3\n"
-              "\u4E2D * 2   6\n");
+    EXPECT_EQ(cli({"eval"}, "e\u0301 = 2\n\u4E2D = 3\n\u4E2D * 2\n").out, "e\u0301 = 2    2\n"
+                                                                          "\u4E2D = 3   3\n"
+                                                                          "\u4E2D * 2   6\n");
 }
 
 TEST_F(CliCalcTest, TheSeparatorComesFromTheOptionOrTheAppSetting) {

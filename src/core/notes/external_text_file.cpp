@@ -331,8 +331,8 @@ NoteDocument ExternalTextFile::note(std::string_view filename) const {
     NoteDocument document;
     document.id = Uuid::random();
     document.text = text();
-    document.createdAt = std::chrono::system_clock::now();
-    document.updatedAt = std::chrono::system_clock::now();
+    document.createdAt = currentDate();
+    document.updatedAt = currentDate();
     document.pinned = false;
     document.mode = presentation.mode;
     document.codeLanguage = presentation.language;

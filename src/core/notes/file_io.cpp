@@ -116,11 +116,29 @@ std::string readFileBytesAt(const FileDescriptor& folder, const std::filesystem:
     return readAll(FileDescriptor(fd), [&] { return folderPath / name; });
 }
 
-void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes) {
+void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
+                         TemporaryFile temporaryFile) {
     std::filesystem::path temporary = target;
     temporary += ".tmp";
-
-    FileDescriptor fd(openOrThrow(temporary, O_WRONLY | O_CREAT | O_TRUNC, 0666));
+    FileDescriptor fd;
+    if (temporaryFile == TemporaryFile::replaced) {
+        fd = FileDescriptor(openOrThrow(temporary, O_WRONLY | O_CREAT | O_TRUNC, 0666));
+    } else {
+        for (int attempt = 1;; ++attempt) {
+            fd = FileDescriptor(
+                ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+            if (fd || errno != EEXIST || attempt == 100) {
+                break;
+            }
+            temporary = target;
+            temporary += '.';
+            temporary += std::to_string(attempt);
+            temporary += ".tmp";
+        }
+        if (!fd) {
+            throwFileError(errno, temporary);
+        }
+    }
     struct stat existing {};
     if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
         ::fchmod(fd.get(), existing.st_mode & 07777);

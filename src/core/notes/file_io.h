@@ -44,10 +44,21 @@ std::string readFileBytes(const std::filesystem::path& path);
 std::string readFileBytesAt(const FileDescriptor& folder, const std::filesystem::path& folderPath,
                             const std::string& name);
 
+/// Where writeFileAtomically puts its temporary file, beside the target.
+enum class TemporaryFile {
+    /// "<target>.tmp", replacing whatever has that name: for folders the program owns.
+    replaced,
+    /// The first of "<target>.tmp", "<target>.1.tmp", "<target>.2.tmp", ... that does not
+    /// exist yet: for the user's own folders, where that name may hold one of their files.
+    unused,
+};
+
 /// Replaces the file at `target` with `bytes` so that a crash at any moment leaves either the
-/// old or the new file, never a mixture: writes "<target>.tmp", flushes it to disk, renames it
-/// over `target` and flushes the folder. An existing target keeps its permission bits. A
-/// failure leaves `target` untouched (a leftover temporary file is not removed).
-void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
+/// old or the new file, never a mixture: writes a temporary file beside it, flushes that to
+/// disk, renames it over `target` and flushes the folder. An existing target keeps its
+/// permission bits. A failure leaves `target` untouched (a leftover temporary file is not
+/// removed).
+void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
+                         TemporaryFile temporaryFile = TemporaryFile::replaced);
 
 } // namespace zemvar::core

@@ -17,13 +17,7 @@ void writeUserFileAtomically(const std::filesystem::path& destination, std::stri
     if (::stat(target.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
         throwFileError(EISDIR, destination);
     }
-    // The temporary name is fixed, so in a user's folder it could belong to one of their files.
-    std::filesystem::path temporary = target;
-    temporary += ".tmp";
-    if (::lstat(temporary.c_str(), &info) == 0) {
-        throwFileError(EEXIST, temporary);
-    }
-    writeFileAtomically(target, bytes);
+    writeFileAtomically(target, bytes, TemporaryFile::unused);
 }
 
 } // namespace zemvar::core

@@ -11,9 +11,10 @@ namespace zemvar::core {
 /// `bytes`, atomically (a temporary file beside it, flushed, renamed over it).
 ///
 /// A symbolic link is followed, so the file it names receives the bytes and the link stays in
-/// place. Because the temporary file is "<file>.tmp" beside the target, an existing item of that
-/// name is never clobbered: the write is refused with "<file>.tmp: File exists" instead. A folder
-/// at the destination is refused with "<path>: Is a directory" before anything is written.
+/// place. The temporary file takes a name beside the target that nothing uses yet
+/// ("<file>.tmp", else "<file>.1.tmp", ...), so none of the user's files is ever clobbered,
+/// not even one left over from an interrupted save. A folder at the destination is refused
+/// with "<path>: Is a directory" before anything is written.
 /// Other failures are std::system_error with the operating system's message; the destination is
 /// unchanged after any failure.
 void writeUserFileAtomically(const std::filesystem::path& destination, std::string_view bytes);

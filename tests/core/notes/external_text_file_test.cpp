@@ -433,7 +433,7 @@ TEST(ExternalTextFilePresentationTest, FileNamesProposeModeAndLanguage) {
 }
 
 TEST(ExternalTextFileTest, CopyAsNoteKeepsTheTextAsRead) {
-    const auto before = std::chrono::system_clock::now();
+    const auto before = currentDate();
     const ExternalTextFile file(utf8Mark + "print(1)\r\n");
     const NoteDocument note = file.note("tool.py");
     const NoteDocument other = file.note("tool.py");

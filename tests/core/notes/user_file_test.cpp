@@ -51,10 +51,11 @@ TEST(UserFileTest, RefusesToClobberAnythingButTheDestination) {
     writeFile(folder / "report.md.tmp", "the user's own file");
     fs::create_directory(folder / "folder.md");
 
-    EXPECT_EQ(failureOf(folder / "report.md", "new"),
-              (folder / "report.md.tmp").string() + ": File exists");
-    EXPECT_EQ(readFile(folder / "report.md"), "report");
+    writeFile(folder / "report.md.1.tmp", "left over from an interrupted save");
+    writeUserFileAtomically(folder / "report.md", "new");
+    EXPECT_EQ(readFile(folder / "report.md"), "new");
     EXPECT_EQ(readFile(folder / "report.md.tmp"), "the user's own file");
+    EXPECT_EQ(readFile(folder / "report.md.1.tmp"), "left over from an interrupted save");
 
     EXPECT_EQ(failureOf(folder / "folder.md", "new"),
               (folder / "folder.md").string() + ": Is a directory");
@@ -64,7 +65,7 @@ TEST(UserFileTest, RefusesToClobberAnythingButTheDestination) {
               (folder / "missing" / "a.md.tmp").string() + ": No such file or directory");
     EXPECT_EQ(failureOf(folder / "report.md" / "a.md", "new"),
               (folder / "report.md" / "a.md.tmp").string() + ": Not a directory");
-    EXPECT_EQ(listFolder(folder.path()), "folder.md\nreport.md\nreport.md.tmp\n");
+    EXPECT_EQ(listFolder(folder.path()), "folder.md\nreport.md\nreport.md.1.tmp\nreport.md.tmp\n");
 }
 
 } // namespace
