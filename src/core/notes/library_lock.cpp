@@ -2,8 +2,6 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/notes/library_lock.h"
 
-#include "core/notes/file_io.h"
-
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -24,23 +22,21 @@ std::optional<LibraryLock> LibraryLock::tryAcquire(const std::filesystem::path& 
         throwFileError(error.value(), libraryFolder);
     }
     const std::filesystem::path path = libraryFolder / fileName;
-    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (fd < 0) {
+    FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    if (!file) {
         throwFileError(errno, path);
     }
     int result = 0;
     do {
-        result = ::flock(fd, LOCK_EX | LOCK_NB);
+        result = ::flock(file.get(), LOCK_EX | LOCK_NB);
     } while (result != 0 && errno == EINTR);
     if (result != 0) {
-        const int lockError = errno;
-        ::close(fd);
-        if (lockError == EWOULDBLOCK) {
+        if (errno == EWOULDBLOCK) {
             return std::nullopt;
         }
-        throwFileError(lockError, path);
+        throwFileError(errno, path);
     }
-    return LibraryLock(fd);
+    return LibraryLock(std::move(file));
 }
 
 LibraryLock LibraryLock::acquire(const std::filesystem::path& libraryFolder) {
@@ -49,26 +45,6 @@ LibraryLock LibraryLock::acquire(const std::filesystem::path& libraryFolder) {
         throw LibraryInUseError();
     }
     return std::move(*lock);
-}
-
-LibraryLock::LibraryLock(LibraryLock&& other) noexcept
-    : m_fd(std::exchange(other.m_fd, -1)) {
-}
-
-LibraryLock& LibraryLock::operator=(LibraryLock&& other) noexcept {
-    if (this != &other) {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-        m_fd = std::exchange(other.m_fd, -1);
-    }
-    return *this;
-}
-
-LibraryLock::~LibraryLock() {
-    if (m_fd >= 0) {
-        ::close(m_fd); // closing the only descriptor releases the flock
-    }
 }
 
 } // namespace zemvar::core

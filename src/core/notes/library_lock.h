@@ -2,9 +2,12 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #pragma once
 
+#include "core/notes/file_io.h"
+
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace zemvar::core {
 
@@ -32,17 +35,12 @@ public:
     /// Like acquire, but gives no value instead of throwing LibraryInUseError.
     static std::optional<LibraryLock> tryAcquire(const std::filesystem::path& libraryFolder);
 
-    LibraryLock(LibraryLock&& other) noexcept;
-    LibraryLock& operator=(LibraryLock&& other) noexcept;
-    LibraryLock(const LibraryLock&) = delete;
-    LibraryLock& operator=(const LibraryLock&) = delete;
-    /// Releases the lock.
-    ~LibraryLock();
+    // Movable, not copyable; destroying it closes the lock file, which releases the lock.
 
 private:
-    explicit LibraryLock(int fd)
-        : m_fd(fd) {}
-    int m_fd = -1;
+    explicit LibraryLock(FileDescriptor file)
+        : m_file(std::move(file)) {}
+    FileDescriptor m_file;
 };
 
 } // namespace zemvar::core
