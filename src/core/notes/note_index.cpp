@@ -41,12 +41,14 @@ bool readOptionalString(JsonReader& reader, std::optional<std::string>& out, boo
         out.reset();
         return reader.readNull();
     }
-    std::string value;
-    if (reader.peek() != JsonReader::Kind::string || !reader.readString(value)) {
+    if (reader.peek() != JsonReader::Kind::string) {
         return false;
     }
-    out = std::move(value);
-    return true;
+    // Reads into the string already there, so that one buffer serves every value.
+    if (!out) {
+        out.emplace();
+    }
+    return reader.readString(*out);
 }
 
 std::optional<NoteIndex::Entry> readEntry(JsonReader& reader) {

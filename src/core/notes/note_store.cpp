@@ -16,7 +16,6 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
-#include <unordered_set>
 #include <utility>
 
 namespace zemvar::core {
@@ -93,17 +92,26 @@ std::string canonicalFileName(const Uuid& id) {
     return id.string() + ".txt";
 }
 
-// The "<UUID>.txt" regular files of the open notes folder, by ID, each with its name when the
-// name is not canonical and with an empty name (no allocation) when it is. Throws
-// ambiguousNote when two files name the same ID (in different letter case).
-std::unordered_map<Uuid, std::string> listNoteFiles(const FileDescriptor& folder,
-                                                    const std::filesystem::path& folderPath) {
+// A note file found in the notes folder.
+struct NoteFile {
+    Uuid id;
+    std::string name;     ///< empty when it is the canonical "<UUID>.txt"
+    std::string text;     ///< filled once read
+    bool indexed = false; ///< the index has an entry for it
+
+    std::string fileName() const { return name.empty() ? canonicalFileName(id) : name; }
+};
+
+// The "<UUID>.txt" regular files of the open notes folder, sorted by ID. Throws ambiguousNote
+// when two files name the same ID (in different letter case).
+std::vector<NoteFile> listNoteFiles(const FileDescriptor& folder,
+                                    const std::filesystem::path& folderPath) {
     // readdir on a duplicate keeps `folder` open for the reads that follow.
     std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(::dup(folder.get())), ::closedir);
     if (!listing) {
         throwFileError(errno, folderPath);
     }
-    std::unordered_map<Uuid, std::string> files;
+    std::vector<NoteFile> files;
     for (;;) {
         errno = 0;
         const dirent* item = ::readdir(listing.get());
@@ -111,7 +119,7 @@ std::unordered_map<Uuid, std::string> listNoteFiles(const FileDescriptor& folder
             if (errno != 0) {
                 throwFileError(errno, folderPath);
             }
-            return files;
+            break;
         }
         const auto id = noteIdOfFileName(item->d_name);
         if (!id) {
@@ -122,13 +130,22 @@ std::unordered_map<Uuid, std::string> listNoteFiles(const FileDescriptor& folder
             struct stat info {};
             regular = ::fstatat(folder.get(), item->d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
         }
-        const bool canonical = std::none_of(item->d_name, item->d_name + Uuid::stringLength,
-                                            [](char ch) { return ch >= 'a' && ch <= 'f'; });
-        if (regular &&
-            !files.emplace(*id, canonical ? std::string() : std::string(item->d_name)).second) {
-            throw NoteStoreError(NoteStoreError::Case::ambiguousNote, *id);
+        if (regular) {
+            const bool canonical = std::none_of(item->d_name, item->d_name + Uuid::stringLength,
+                                                [](char ch) { return ch >= 'a' && ch <= 'f'; });
+            files.push_back(
+                {*id, canonical ? std::string() : std::string(item->d_name), {}, false});
         }
     }
+    std::sort(files.begin(), files.end(),
+              [](const NoteFile& a, const NoteFile& b) { return a.id < b.id; });
+    const auto twin =
+        std::adjacent_find(files.begin(), files.end(),
+                           [](const NoteFile& a, const NoteFile& b) { return a.id == b.id; });
+    if (twin != files.end()) {
+        throw NoteStoreError(NoteStoreError::Case::ambiguousNote, twin->id);
+    }
+    return files;
 }
 
 } // namespace
@@ -225,45 +242,53 @@ const std::vector<NoteDocument>& NoteStore::load() {
     if (!folder && !(errno == ENOENT && !writable)) {
         throwFileError(errno, notesFolder);
     }
-    const auto files =
-        folder ? listNoteFiles(folder, notesFolder) : std::unordered_map<Uuid, std::string>();
+    std::vector<NoteFile> files =
+        folder ? listNoteFiles(folder, notesFolder) : std::vector<NoteFile>();
 
+    // Index entries, a repeated ID keeping its first entry.
     bool changed = false;
-    std::unordered_set<Uuid> seen;
     std::vector<Entry> indexed;
     indexed.reserve(index.notes.size());
+    std::unordered_map<Uuid, std::size_t> positions; // into `indexed`
+    positions.reserve(index.notes.size());
     for (const Entry& entry : index.notes) {
-        if (seen.insert(entry.id).second) {
+        if (positions.emplace(entry.id, indexed.size()).second) {
             indexed.push_back(entry);
         }
     }
     changed = changed || indexed.size() != index.notes.size();
 
-    std::unordered_map<Uuid, std::string> texts;
-    texts.reserve(files.size());
     std::unordered_map<Uuid, std::filesystem::path> fileURLs;
-    for (const auto& file : files) {
-        const Uuid& id = file.first;
-        const std::string& name = file.second;
-        texts.emplace(id, readNoteText(id, [&] {
-                          return readFileBytesAt(folder, notesFolder,
-                                                 name.empty() ? canonicalFileName(id) : name);
-                      }));
-        if (!name.empty()) {
-            fileURLs.emplace(id, notesFolder / name); // see noteURL
+    std::vector<bool> hasFile(indexed.size(), false);
+    for (NoteFile& file : files) {
+        file.text = readNoteText(
+            file.id, [&] { return readFileBytesAt(folder, notesFolder, file.fileName()); });
+        if (!file.name.empty()) {
+            fileURLs.emplace(file.id, notesFolder / file.name); // see noteURL
+        }
+        if (const auto found = positions.find(file.id); found != positions.end()) {
+            hasFile[found->second] = true;
+            file.indexed = true;
         }
     }
 
+    // Entries whose file is gone are dropped.
     const std::size_t indexedCount = indexed.size();
-    std::erase_if(indexed, [&](const Entry& entry) { return !files.contains(entry.id); });
-    changed = changed || indexed.size() != indexedCount;
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < indexedCount; ++i) {
+        if (hasFile[i]) {
+            indexed[kept++] = indexed[i];
+        }
+    }
+    indexed.resize(kept);
+    changed = changed || kept != indexedCount;
 
     // Files without metadata are adopted as calculation notes after all others, in file-name
     // order.
     std::vector<std::pair<std::string, Uuid>> orphans;
-    for (const auto& [id, name] : files) {
-        if (!seen.contains(id)) {
-            orphans.emplace_back(name.empty() ? canonicalFileName(id) : name, id);
+    for (const NoteFile& file : files) {
+        if (!file.indexed) {
+            orphans.emplace_back(file.fileName(), file.id);
         }
     }
     std::sort(orphans.begin(), orphans.end());
@@ -282,18 +307,20 @@ const std::vector<NoteDocument>& NoteStore::load() {
     }
 
     if (indexed.empty() && writable) {
-        const Entry first = writeFirstNote(time);
-        indexed.push_back(first);
-        texts.emplace(first.id, std::string());
+        indexed.push_back(writeFirstNote(time)); // its text is empty, and it has no NoteFile
         changed = true;
     }
 
     detail::NoteEntries entries;
     entries.assign(std::move(indexed));
     std::vector<NoteDocument> notes;
-    notes.reserve(texts.size());
+    notes.reserve(entries.size());
     for (const Entry* entry : entries.inDisplayOrder()) {
-        notes.push_back(documentFor(*entry, std::move(texts.at(entry->id))));
+        const auto file =
+            std::lower_bound(files.begin(), files.end(), entry->id,
+                             [](const NoteFile& f, const Uuid& id) { return f.id < id; });
+        const bool found = file != files.end() && file->id == entry->id;
+        notes.push_back(documentFor(*entry, found ? std::move(file->text) : std::string()));
     }
 
     if (changed && writable) {
