@@ -84,9 +84,9 @@ Invocation CommandSpec::parse(const std::vector<std::string>& arguments) const {
         const std::size_t equals = argument.find('=');
         const std::string optionName =
             argument.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
-        const auto option = std::find_if(known.begin(), known.end(), [&](const OptionSpec& spec) {
-            return spec.name == optionName;
-        });
+        const auto option =
+            std::find_if(known.begin(), known.end(),
+                         [&](const OptionSpec& candidate) { return candidate.name == optionName; });
         if (option == known.end()) {
             throw UsageError("unknown option '--" + optionName + "'");
         }

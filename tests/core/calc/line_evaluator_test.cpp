@@ -190,8 +190,8 @@ TEST(LineEvaluatorTest, SumRules) {
 
 // The note a benchmark evaluates on every keystroke: realistic and close to the limit.
 TEST(LineEvaluatorTest, GeneratedNoteEvaluatesWithoutSurprises) {
-    const char* configured = std::getenv("ZEMVAR_CALC_NOTE_SCRIPT");
-    const std::string path = configured != nullptr ? configured : ZEMVAR_CALC_NOTE_SCRIPT;
+    const char* configured = std::getenv("ZEMVAR_CALC_NOTE_GENERATOR");
+    const std::string path = configured != nullptr ? configured : ZEMVAR_CALC_NOTE_GENERATOR;
     if (std::FILE* probe = std::fopen(path.c_str(), "r")) {
         std::fclose(probe);
     } else {
