@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/app_settings.h"
+
+#include "app/qt_text.h"
+
+#include <QDir>
+#include <QStandardPaths>
+
+namespace zemvar::app::settings {
+
+std::unique_ptr<QSettings> openAppSettings() {
+    return std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
+                                       QStringLiteral("Zemvar"), QStringLiteral("Zemvar Notes"));
+}
+
+QString libraryFolder() {
+    const QString configured = qEnvironmentVariable("ZEMVAR_NOTES_LIBRARY");
+    if (!configured.isEmpty()) {
+        return configured;
+    }
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    return data.isEmpty() ? QString() : QDir(data).filePath(QStringLiteral("Zemvar Notes"));
+}
+
+std::string icuLocaleName(const QLocale& locale) {
+    if (locale.language() == QLocale::C) {
+        return "en_US";
+    }
+    return toStdString(locale.name());
+}
+
+} // namespace zemvar::app::settings

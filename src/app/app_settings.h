@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <QLocale>
+#include <QSettings>
+#include <QString>
+
+/// The app's preferences (QSettings, INI format, in $XDG_CONFIG_HOME/Zemvar/Zemvar Notes.conf)
+/// and where its notes live.
+namespace zemvar::app::settings {
+
+// Keys, with their types and defaults.
+inline const QString notesShortcutPreset = QStringLiteral("notesShortcutPreset");   ///< string
+inline const QString panelPinned = QStringLiteral("panelPinned");                   ///< bool, false
+inline const QString decimalSeparator = QStringLiteral("decimalSeparator");         ///< "automatic"
+inline const QString appearance = QStringLiteral("appearance");                     ///< "system"
+inline const QString editorFontSize = QStringLiteral("editorFontSize");             ///< double, 14
+inline const QString notebookLines = QStringLiteral("notebookLines");               ///< bool, false
+inline const QString focusBackdropEnabled = QStringLiteral("focusBackdropEnabled"); ///< false
+inline const QString lastOpenNoteID = QStringLiteral("lastOpenNoteID");     ///< upper-case UUID
+inline const QString panelGeometry = QStringLiteral("NotesPanel/geometry"); ///< saved frame
+
+inline constexpr double defaultEditorFontSize = 14;
+
+/// Opens the app's own settings: organisation "Zemvar", application "Zemvar Notes", INI.
+std::unique_ptr<QSettings> openAppSettings();
+
+/// The notes library folder: $ZEMVAR_NOTES_LIBRARY when set, else "Zemvar Notes" in the
+/// generic data location (~/.local/share). Empty when the platform offers no such location.
+QString libraryFolder();
+
+/// `locale` as an ICU locale name for the calculation engine: "de_DE" for German (Germany);
+/// the C locale becomes "en_US".
+std::string icuLocaleName(const QLocale& locale);
+
+} // namespace zemvar::app::settings

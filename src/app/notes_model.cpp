@@ -1,0 +1,324 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/notes_model.h"
+
+#include "app/app_settings.h"
+#include "app/qt_text.h"
+#include "core/calc/decimal_separator.h"
+#include "core/notes/note_search.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace zemvar::app {
+
+using core::NoteDocument;
+
+NotesModel::NotesModel(core::NoteStore& store, QSettings& settings, QObject* parent)
+    : QObject(parent)
+    , m_store(store)
+    , m_settings(settings)
+    , m_evaluator(makeEvaluator(settings)) {
+    m_pinned = m_settings.value(settings::panelPinned, false).toBool();
+    m_focusEnabled = m_settings.value(settings::focusBackdropEnabled, false).toBool();
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setTimerType(Qt::PreciseTimer);
+    m_saveTimer.setInterval(saveDelayMilliseconds);
+    connect(&m_saveTimer, &QTimer::timeout, this, [this] { flush(); });
+
+    attempt(QStringLiteral("Notes could not be loaded: "), [this] { m_notes = m_store.load(); });
+    if (const auto last =
+            core::Uuid::parse(toStdString(m_settings.value(settings::lastOpenNoteID).toString()))) {
+        m_currentIndex = std::max(indexOf(*last), 0);
+    }
+    reevaluate();
+}
+
+bool NotesModel::attempt(const QString& prefix, const std::function<void()>& operation) {
+    try {
+        operation();
+        return true;
+    } catch (const std::exception& error) {
+        setBannerMessage(prefix + QString::fromUtf8(error.what()));
+        return false;
+    }
+}
+
+int NotesModel::indexOf(const core::Uuid& id) const {
+    const auto found = std::find_if(m_notes.begin(), m_notes.end(),
+                                    [&](const NoteDocument& note) { return note.id == id; });
+    return found == m_notes.end() ? -1 : static_cast<int>(found - m_notes.begin());
+}
+
+NoteDocument NotesModel::current() const {
+    if (m_currentIndex >= 0 && m_currentIndex < static_cast<int>(m_notes.size())) {
+        return m_notes[static_cast<std::size_t>(m_currentIndex)];
+    }
+    const core::Date now = core::currentDate();
+    return NoteDocument{core::Uuid::random(),         {}, now, now, false, core::NoteMode::text,
+                        core::NoteCodeLanguage::swift};
+}
+
+void NotesModel::setNotes(std::vector<NoteDocument> notes) {
+    m_notes = std::move(notes);
+    Q_EMIT notesChanged();
+}
+
+void NotesModel::setBannerMessage(const QString& message) {
+    if (message != m_bannerMessage || message.isNull() != m_bannerMessage.isNull()) {
+        m_bannerMessage = message;
+        Q_EMIT bannerMessageChanged();
+    }
+}
+
+void NotesModel::setPinned(bool pinned) {
+    m_settings.setValue(settings::panelPinned, pinned);
+    if (pinned != m_pinned) {
+        m_pinned = pinned;
+        Q_EMIT pinnedChanged(pinned);
+    }
+}
+
+void NotesModel::setSidebarVisible(bool visible) {
+    if (visible != m_sidebarVisible) {
+        m_sidebarVisible = visible;
+        Q_EMIT sidebarVisibleChanged(visible);
+    }
+}
+
+void NotesModel::setExpanded(bool expanded) {
+    if (expanded != m_expanded) {
+        m_expanded = expanded;
+        Q_EMIT expandedChanged(expanded);
+    }
+}
+
+void NotesModel::setFocusActive(bool active) {
+    if (active != m_focusActive) {
+        m_focusActive = active;
+        Q_EMIT focusActiveChanged(active);
+    }
+}
+
+void NotesModel::setFocusEnabled(bool enabled) {
+    m_settings.setValue(settings::focusBackdropEnabled, enabled);
+    if (enabled != m_focusEnabled) {
+        m_focusEnabled = enabled;
+        Q_EMIT focusEnabledChanged(enabled);
+    }
+}
+
+void NotesModel::updateText(const QString& text) {
+    if (!m_store.isLoaded() || m_currentIndex < 0 ||
+        m_currentIndex >= static_cast<int>(m_notes.size())) {
+        return;
+    }
+    std::string utf8 = toStdString(text);
+    NoteDocument& note = m_notes[static_cast<std::size_t>(m_currentIndex)];
+    if (utf8 == note.text) {
+        return;
+    }
+    note.text = std::move(utf8);
+    m_dirty = true;
+    reevaluate();
+    // Restarting the timer is the debounce: a burst of keystrokes makes one write.
+    m_saveTimer.start();
+}
+
+bool NotesModel::flush() {
+    m_saveTimer.stop();
+    if (!m_dirty || m_currentIndex < 0 || m_currentIndex >= static_cast<int>(m_notes.size())) {
+        return true;
+    }
+    const NoteDocument note = m_notes[static_cast<std::size_t>(m_currentIndex)];
+    if (!attempt(QStringLiteral("Could not save this note: "), [&] { m_store.save(note); })) {
+        return false;
+    }
+    m_dirty = false;
+    setBannerMessage(QString());
+    // Keep the list's dates in step with the file; the text in memory is what was written.
+    const auto& stored = m_store.notes();
+    const auto saved = std::find_if(stored.begin(), stored.end(),
+                                    [&](const NoteDocument& n) { return n.id == note.id; });
+    if (saved != stored.end()) {
+        m_notes[static_cast<std::size_t>(m_currentIndex)].updatedAt = saved->updatedAt;
+        Q_EMIT notesChanged();
+    }
+    return true;
+}
+
+void NotesModel::setCurrentIndex(int index) {
+    m_currentIndex = index;
+    if (index >= 0 && index < static_cast<int>(m_notes.size())) {
+        m_settings.setValue(settings::lastOpenNoteID,
+                            toQString(m_notes[static_cast<std::size_t>(index)].id.string()));
+    }
+    reevaluate();
+    Q_EMIT currentIndexChanged();
+}
+
+void NotesModel::switchTo(int index) {
+    // An unsaved note is never left behind silently.
+    if (!flush()) {
+        return;
+    }
+    setCurrentIndex(index);
+}
+
+void NotesModel::select(const core::Uuid& id) {
+    if (id == current().id) {
+        return;
+    }
+    const int position = indexOf(id);
+    if (position >= 0) {
+        m_transitionDirection = position > m_currentIndex ? 1 : -1;
+        switchTo(position);
+    }
+    setSidebarVisible(false);
+}
+
+void NotesModel::goToNext() {
+    if (m_currentIndex + 1 < static_cast<int>(m_notes.size())) {
+        m_transitionDirection = 1;
+        switchTo(m_currentIndex + 1);
+    }
+}
+
+void NotesModel::goToPrevious() {
+    if (m_currentIndex > 0) {
+        m_transitionDirection = -1;
+        switchTo(m_currentIndex - 1);
+    }
+}
+
+void NotesModel::createNote() {
+    if (!m_store.isLoaded() || !flush()) {
+        return;
+    }
+    NoteDocument created;
+    if (!attempt(QStringLiteral("Could not create a note: "),
+                 [&] { created = m_store.create(current().id); })) {
+        return;
+    }
+    Q_EMIT noteCreated();
+    setNotes(m_store.notes());
+    setSidebarVisible(false);
+    m_transitionDirection = 1;
+    switchTo(std::max(indexOf(created.id), 0));
+}
+
+bool NotesModel::createCopy(const NoteDocument& document) {
+    if (!m_store.isLoaded() || !flush()) {
+        return false;
+    }
+    NoteDocument copy;
+    const bool created = attempt(QStringLiteral("Could not create a copy: "), [&] {
+        copy = m_store.create(current().id);
+        copy.text = document.text;
+        copy.mode = document.mode;
+        copy.codeLanguage = document.codeLanguage;
+        m_store.save(copy);
+    });
+    // Even a failed save may have created the (empty) note: show what the store holds.
+    setNotes(m_store.notes());
+    if (!created) {
+        setCurrentIndex(
+            std::clamp(m_currentIndex, 0, std::max(static_cast<int>(m_notes.size()) - 1, 0)));
+        return false;
+    }
+    setSidebarVisible(false);
+    m_transitionDirection = 1;
+    switchTo(std::max(indexOf(copy.id), 0));
+    return true;
+}
+
+void NotesModel::deleteCurrent() {
+    if (!m_store.isLoaded()) {
+        return;
+    }
+    const int position = m_currentIndex;
+    const int count = static_cast<int>(m_notes.size());
+    const core::Uuid id = current().id;
+    if (!attempt(QStringLiteral("Could not delete this note: "), [&] { m_store.deleteNote(id); })) {
+        return;
+    }
+    // Text typed into the deleted note goes with it.
+    m_saveTimer.stop();
+    m_dirty = false;
+    setNotes(m_store.notes());
+    m_transitionDirection = position == count - 1 ? -1 : 1;
+    switchTo(std::clamp(position, 0, std::max(static_cast<int>(m_notes.size()) - 1, 0)));
+}
+
+void NotesModel::togglePin(const core::Uuid& id) {
+    if (!m_store.isLoaded() || !flush()) {
+        return;
+    }
+    const int position = indexOf(id);
+    if (position < 0) {
+        return;
+    }
+    const core::Uuid shown = current().id;
+    const bool pinned = m_notes[static_cast<std::size_t>(position)].pinned;
+    if (!attempt(QString(), [&] { m_store.setPinned(id, !pinned); })) {
+        return;
+    }
+    setNotes(m_store.notes());
+    // Pinning never changes the shown note, wherever it moves in the list.
+    setCurrentIndex(std::max(indexOf(shown), 0));
+}
+
+void NotesModel::saveMetadata(const NoteDocument& document) {
+    if (!attempt(QStringLiteral("Could not update this note: "), [&] { m_store.save(document); })) {
+        return;
+    }
+    const int position = indexOf(document.id);
+    if (position >= 0) {
+        m_notes[static_cast<std::size_t>(position)] = document;
+        if (position == m_currentIndex) {
+            m_dirty = false; // the text went to disk with the metadata
+        }
+        Q_EMIT notesChanged();
+    }
+    reevaluate();
+}
+
+std::vector<NoteDocument> NotesModel::filteredNotes(const QString& query) const {
+    return core::filteredNotes(m_notes, toStdString(query));
+}
+
+void NotesModel::retryLoad() {
+    if (m_store.isLoaded()) {
+        return;
+    }
+    if (!attempt(QStringLiteral("Notes could not be loaded: "),
+                 [this] { setNotes(m_store.load()); })) {
+        return;
+    }
+    setBannerMessage(QString());
+    setCurrentIndex(std::min(m_currentIndex, std::max(static_cast<int>(m_notes.size()) - 1, 0)));
+}
+
+core::LineEvaluator NotesModel::makeEvaluator(const QSettings& settings) {
+    const std::string locale = settings::icuLocaleName(QLocale::system());
+    const QString choice =
+        settings.value(settings::decimalSeparator, QStringLiteral("automatic")).toString();
+    if (const auto forced = core::decimalSeparatorFromRawValue(toStdString(choice))) {
+        return core::LineEvaluator(*forced, locale, false);
+    }
+    return core::LineEvaluator(core::automaticDecimalSeparator(locale), locale, true);
+}
+
+void NotesModel::reloadEvaluator() {
+    m_evaluator = makeEvaluator(m_settings);
+    reevaluate();
+}
+
+void NotesModel::reevaluate() {
+    const NoteDocument note = current();
+    m_results = note.mode == core::NoteMode::calculations ? m_evaluator.evaluate(note.text)
+                                                          : std::vector<core::LineResult>();
+    Q_EMIT resultsChanged();
+}
+
+} // namespace zemvar::app

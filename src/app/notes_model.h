@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#pragma once
+
+#include "core/calc/line_evaluator.h"
+#include "core/calc/line_result.h"
+#include "core/notes/note_document.h"
+#include "core/notes/note_store.h"
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include <QList>
+#include <QObject>
+#include <QSettings>
+#include <QString>
+#include <QTimer>
+#include <QUrl>
+
+namespace zemvar::app {
+
+/// The single object between the panel's views and the note store: the list of notes, the
+/// shown one, the calculation results of the shown note, a one-line error banner and the
+/// panel's flags.
+///
+/// Typing changes the note in memory at once (and its results) and is written to disk half a
+/// second after the last keystroke; every navigation, mutation, hide and quit first writes any
+/// pending change (flush). Store failures never escape: they become the banner, prefixed with
+/// what was being done ("Could not save this note: ..."). The model never touches windows;
+/// window-level actions go through the callback slots, which the panel controller and the
+/// application fill. GUI thread only.
+class NotesModel : public QObject {
+    Q_OBJECT
+
+public:
+    /// Loads the store (a failure becomes the banner) and shows the note last shown, by the
+    /// setting "lastOpenNoteID". `store` and `settings` must outlive the model.
+    NotesModel(core::NoteStore& store, QSettings& settings, QObject* parent = nullptr);
+
+    // Published state; each change is announced by the signal of the same name.
+    const std::vector<core::NoteDocument>& notes() const { return m_notes; }
+    int currentIndex() const { return m_currentIndex; }
+    /// Direction of the last step between notes: -1 back, 1 forward, 0 none yet.
+    int transitionDirection() const { return m_transitionDirection; }
+    /// Results of the shown note when it is a calculation note, else empty.
+    const std::vector<core::LineResult>& results() const { return m_results; }
+    /// The error line shown above the editor; null when there is none.
+    const QString& bannerMessage() const { return m_bannerMessage; }
+    bool pinned() const { return m_pinned; }
+    bool sidebarVisible() const { return m_sidebarVisible; }
+    bool expanded() const { return m_expanded; }
+    bool focusActive() const { return m_focusActive; }
+    bool focusEnabled() const { return m_focusEnabled; }
+
+    void setBannerMessage(const QString& message);
+    /// Also stored under "panelPinned".
+    void setPinned(bool pinned);
+    void setSidebarVisible(bool visible);
+    void setExpanded(bool expanded);
+    void setFocusActive(bool active);
+    /// Also stored under "focusBackdropEnabled".
+    void setFocusEnabled(bool enabled);
+
+    /// The shown note; a fresh, never stored, empty text note when there is none.
+    core::NoteDocument current() const;
+    bool isLoaded() const { return m_store.isLoaded(); }
+    const core::NoteStore& store() const { return m_store; }
+
+    /// Replaces the shown note's text in memory, re-evaluates it and (re)starts the delayed
+    /// save. Ignored when the library is not loaded, there is no note, or nothing changed.
+    void updateText(const QString& text);
+    /// Writes the pending text, if any. Returns false (and shows the banner) when it could
+    /// not be written; the note then stays dirty.
+    bool flush();
+    /// Whether typed text waits to be written.
+    bool isDirty() const { return m_dirty; }
+
+    void select(const core::Uuid& id);
+    void goToNext();
+    void goToPrevious();
+
+    /// Creates an empty note right after the shown one and shows it.
+    void createNote();
+    /// Adds a library note holding `document`'s text (an outside file turned into a note).
+    bool createCopy(const core::NoteDocument& document);
+    /// Deletes the shown note for good (the panel asks for confirmation first).
+    void deleteCurrent();
+    /// Pins or unpins a note; the shown note stays shown wherever it moves.
+    void togglePin(const core::Uuid& id);
+    /// Saves a mode or language change of `document`.
+    void saveMetadata(const core::NoteDocument& document);
+
+    /// The notes whose text contains `query`, ignoring case and diacritics; all notes for a
+    /// blank query.
+    std::vector<core::NoteDocument> filteredNotes(const QString& query) const;
+
+    /// Loads the library again after a failure; does nothing while it is loaded.
+    void retryLoad();
+
+    /// The evaluator for the setting "decimalSeparator": "point" and "comma" force their
+    /// marks, anything else follows the user's locale.
+    static core::LineEvaluator makeEvaluator(const QSettings& settings);
+    /// Rebuilds the evaluator from the settings (after the separator setting changed) and
+    /// re-evaluates the shown note.
+    void reloadEvaluator();
+
+    // Callback slots, filled by the panel controller and the application.
+    std::function<void()> toggleFocus;
+    std::function<void()> requestEditorFocus;
+    std::function<void()> toggleExpanded;
+    std::function<void()> requestDelete;
+    std::function<void()> requestExport;
+    std::function<void()> requestOpenFile;
+    std::function<void(const QList<QUrl>&)> requestOpenURLs;
+
+    /// How long typing must pause before the text is written.
+    static constexpr int saveDelayMilliseconds = 500;
+
+Q_SIGNALS:
+    void notesChanged();
+    void currentIndexChanged();
+    void resultsChanged();
+    void bannerMessageChanged();
+    void pinnedChanged(bool pinned);
+    void sidebarVisibleChanged(bool visible);
+    void expandedChanged(bool expanded);
+    void focusActiveChanged(bool active);
+    void focusEnabledChanged(bool enabled);
+    /// A note was created by the user (for usage statistics).
+    void noteCreated();
+
+private:
+    void setNotes(std::vector<core::NoteDocument> notes);
+    void switchTo(int index);
+    void setCurrentIndex(int index);
+    void reevaluate();
+    int indexOf(const core::Uuid& id) const;
+    /// Runs `operation` on the store; a failure becomes `prefix` + its message in the banner.
+    bool attempt(const QString& prefix, const std::function<void()>& operation);
+
+    core::NoteStore& m_store;
+    QSettings& m_settings;
+    core::LineEvaluator m_evaluator;
+    QTimer m_saveTimer;
+    bool m_dirty = false;
+
+    std::vector<core::NoteDocument> m_notes;
+    int m_currentIndex = 0;
+    int m_transitionDirection = 0;
+    std::vector<core::LineResult> m_results;
+    QString m_bannerMessage;
+    bool m_pinned = false;
+    bool m_sidebarVisible = false;
+    bool m_expanded = false;
+    bool m_focusActive = false;
+    bool m_focusEnabled = false;
+};
+
+} // namespace zemvar::app

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app_test_support.h"
+
+#include <sys/stat.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+namespace zemvar::testing {
+
+AppSandbox::AppSandbox()
+    : m_settings(std::make_unique<QSettings>(m_folder.filePath(QStringLiteral("settings.ini")),
+                                             QSettings::IniFormat)) {
+    QVERIFY2(m_folder.isValid(), "cannot create a temporary folder");
+}
+
+QString AppSandbox::path(const QString& relative) const {
+    return relative.isEmpty() ? m_folder.path() : m_folder.filePath(relative);
+}
+
+QString AppSandbox::noteFile(const QString& id) const {
+    return library() + QStringLiteral("/notes/") + id + QStringLiteral(".txt");
+}
+
+void AppSandbox::writeFile(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly | QIODevice::Truncate), qPrintable(path));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+QByteArray AppSandbox::readFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    return file.readAll();
+}
+
+unsigned long long AppSandbox::inode(const QString& path) {
+    struct stat info {};
+    return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_ino : 0;
+}
+
+} // namespace zemvar::testing

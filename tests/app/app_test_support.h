@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <QSettings>
+#include <QString>
+#include <QTemporaryDir>
+
+namespace zemvar::testing {
+
+/// A private world for one interface test: a temporary folder holding a notes library and a
+/// settings file, removed afterwards.
+class AppSandbox {
+public:
+    AppSandbox();
+
+    QString path(const QString& relative = {}) const;
+    /// The library folder ("Zemvar Notes" inside the sandbox).
+    QString library() const { return path(QStringLiteral("Zemvar Notes")); }
+    /// The note file of `id` (upper-case UUID string) in the library.
+    QString noteFile(const QString& id) const;
+    QSettings& settings() { return *m_settings; }
+
+    static void writeFile(const QString& path, const QByteArray& bytes);
+    static QByteArray readFile(const QString& path);
+    /// The inode of `path`: an atomic replace gives the file a new one, so a change counts writes.
+    static unsigned long long inode(const QString& path);
+
+private:
+    QTemporaryDir m_folder;
+    std::unique_ptr<QSettings> m_settings;
+};
+
+} // namespace zemvar::testing
