@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/notes_shortcut.h"
+
+#include <X11/keysym.h>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <xcb/xcb.h>
+#include <xcb/xcb_keysyms.h>
+
+#include <QAbstractNativeEventFilter>
+#include <QCoreApplication>
+#include <QProcess>
+#include <QTest>
+
+using zemvar::app::NotesShortcut;
+using zemvar::app::NotesShortcutPreset;
+
+namespace {
+
+constexpr std::uint16_t control = XCB_MOD_MASK_CONTROL;
+constexpr std::uint16_t alt = XCB_MOD_MASK_1;
+constexpr std::uint16_t numLock = XCB_MOD_MASK_2;
+constexpr std::uint16_t super = XCB_MOD_MASK_4;
+constexpr std::uint16_t shift = XCB_MOD_MASK_SHIFT;
+constexpr std::uint16_t capsLock = XCB_MOD_MASK_LOCK;
+constexpr std::array<std::uint16_t, 4> lockVariants = {0, capsLock, numLock, capsLock | numLock};
+
+// Another program on the same display, with its own connection, competing for N.
+class OtherClient {
+public:
+    OtherClient()
+        : m_connection(xcb_connect(nullptr, nullptr)) {
+        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
+        xcb_key_symbols_t* symbols = xcb_key_symbols_alloc(m_connection);
+        xcb_keycode_t* codes = xcb_key_symbols_get_keycode(symbols, XK_n);
+        m_keycodeN = codes ? codes[0] : 0;
+        std::free(codes);
+        xcb_key_symbols_free(symbols);
+    }
+    OtherClient(const OtherClient&) = delete;
+    OtherClient& operator=(const OtherClient&) = delete;
+    ~OtherClient() { xcb_disconnect(m_connection); }
+
+    bool isValid() const { return xcb_connection_has_error(m_connection) == 0 && m_keycodeN != 0; }
+
+    // Grabs N with exactly `modifiers`; returns the X11 error code, 0 on success.
+    int grab(std::uint16_t modifiers) {
+        const xcb_void_cookie_t cookie =
+            xcb_grab_key_checked(m_connection, 0, m_root, modifiers, m_keycodeN,
+                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+        xcb_generic_error_t* error = xcb_request_check(m_connection, cookie);
+        const int code = error ? error->error_code : 0;
+        std::free(error);
+        return code;
+    }
+    // Grabs N with `modifiers` under every lock state, then lets go of it again; returns the
+    // first error code. 0 means no other client held any variant.
+    int grabEveryLockVariant(std::uint16_t modifiers) {
+        int first = 0;
+        for (const std::uint16_t locks : lockVariants) {
+            const int code = grab(modifiers | locks);
+            first = first != 0 ? first : code;
+            ungrab(modifiers | locks);
+        }
+        return first;
+    }
+    void ungrab(std::uint16_t modifiers) {
+        xcb_ungrab_key(m_connection, m_keycodeN, m_root, modifiers);
+        std::free(
+            xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+    }
+    // The modifier and lock state of the keyboard.
+    std::uint16_t keyboardState() {
+        xcb_query_pointer_reply_t* reply =
+            xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
+        const std::uint16_t state = reply ? reply->mask : 0;
+        std::free(reply);
+        return state;
+    }
+
+private:
+    xcb_connection_t* m_connection;
+    xcb_window_t m_root = 0;
+    xcb_keycode_t m_keycodeN = 0;
+};
+
+// Counts every key press of N that reaches the app, before the shortcut sees it.
+class RawPressCounter : public QAbstractNativeEventFilter {
+public:
+    explicit RawPressCounter(xcb_keycode_t keycode)
+        : m_keycode(keycode) {}
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr*) override {
+        const auto* event = static_cast<const xcb_generic_event_t*>(message);
+        if (type == "xcb_generic_event_t" && (event->response_type & 0x7f) == XCB_KEY_PRESS &&
+            static_cast<const xcb_key_press_event_t*>(message)->detail == m_keycode) {
+            ++count;
+        }
+        return false;
+    }
+    int count = 0;
+
+private:
+    xcb_keycode_t m_keycode;
+};
+
+// Types `keys` (xdotool's notation, "ctrl+alt+super+n") with xdotool.
+void xdotool(const QStringList& arguments) {
+    QCOMPARE(QProcess::execute(QStringLiteral("xdotool"), arguments), 0);
+}
+void press(const QString& keys) {
+    xdotool({QStringLiteral("key"), keys});
+}
+
+} // namespace
+
+class NotesShortcutX11Test : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<OtherClient> m_other;
+    int m_presses = 0;
+
+    std::unique_ptr<NotesShortcut> makeShortcut() {
+        auto shortcut = std::make_unique<NotesShortcut>();
+        shortcut->onPress = [this] {
+            ++m_presses;
+        };
+        return shortcut;
+    }
+    // Presses `keys` and waits until the shortcut has fired `expected` times in all. Presses
+    // are delivered in order, so once the count is reached, any earlier press that should not
+    // have counted would already show.
+    void pressAndExpect(const QString& keys, int expected) {
+        press(keys);
+        QTRY_COMPARE(m_presses, expected);
+        QCoreApplication::processEvents();
+        QCOMPARE(m_presses, expected);
+    }
+
+private Q_SLOTS:
+    void init() {
+        m_other = std::make_unique<OtherClient>();
+        QVERIFY(m_other->isValid());
+        m_presses = 0;
+    }
+
+    void cleanup() {
+        // Leave the lock keys off for the next test, whatever happened.
+        const std::uint16_t state = m_other->keyboardState();
+        if (state & capsLock) {
+            press(QStringLiteral("Caps_Lock"));
+        }
+        if (state & numLock) {
+            press(QStringLiteral("Num_Lock"));
+        }
+        m_other.reset();
+    }
+
+    void eachPresetFiresOncePerPress_data() {
+        QTest::addColumn<NotesShortcutPreset>("preset");
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QString>("otherKeys"); // a near miss that must not fire
+        QTest::newRow("Alt+Super+N")
+            << NotesShortcutPreset::optionCommandN << QStringLiteral("alt+super+n")
+            << QStringLiteral("ctrl+alt+super+n");
+        QTest::newRow("Ctrl+Alt+N")
+            << NotesShortcutPreset::controlOptionN << QStringLiteral("ctrl+alt+n")
+            << QStringLiteral("ctrl+alt+shift+n");
+        QTest::newRow("Ctrl+Shift+N") << NotesShortcutPreset::controlShiftN
+                                      << QStringLiteral("ctrl+shift+n") << QStringLiteral("ctrl+n");
+        QTest::newRow("Ctrl+Alt+Super+N")
+            << NotesShortcutPreset::controlOptionCommandN << QStringLiteral("ctrl+alt+super+n")
+            << QStringLiteral("ctrl+alt+m");
+    }
+    void eachPresetFiresOncePerPress() {
+        QFETCH(NotesShortcutPreset, preset);
+        QFETCH(QString, keys);
+        QFETCH(QString, otherKeys);
+        auto shortcut = makeShortcut();
+        QCOMPARE(shortcut->registerPreset(preset), std::nullopt);
+        QCOMPARE(shortcut->registeredPreset(), preset);
+        press(otherKeys);
+        pressAndExpect(keys, 1);
+        pressAndExpect(keys, 2);
+    }
+
+    void lockKeysDoNotStopTheShortcut_data() {
+        QTest::addColumn<QStringList>("lockKeys");
+        QTest::addColumn<int>("lockState");
+        QTest::newRow("Caps Lock") << QStringList{QStringLiteral("Caps_Lock")} << int{capsLock};
+        QTest::newRow("Num Lock") << QStringList{QStringLiteral("Num_Lock")} << int{numLock};
+        QTest::newRow("both") << QStringList{QStringLiteral("Caps_Lock"),
+                                             QStringLiteral("Num_Lock")}
+                              << int{capsLock | numLock};
+    }
+    void lockKeysDoNotStopTheShortcut() {
+        QFETCH(QStringList, lockKeys);
+        QFETCH(int, lockState);
+        auto shortcut = makeShortcut();
+        QCOMPARE(shortcut->registerPreset(NotesShortcutPreset::controlOptionCommandN),
+                 std::nullopt);
+        for (const QString& key : lockKeys) {
+            press(key);
+        }
+        QCOMPARE(m_other->keyboardState() & (capsLock | numLock), lockState);
+        pressAndExpect(QStringLiteral("ctrl+alt+super+n"), 1);
+    }
+
+    void aCombinationHeldElsewhereIsRefusedAndNothingStaysGrabbed_data() {
+        QTest::addColumn<int>("heldLocks"); // the lock variant the other client holds
+        QTest::newRow("no locks") << 0;
+        QTest::newRow("Caps Lock") << int{capsLock};
+        QTest::newRow("Num Lock") << int{numLock};
+    }
+    void aCombinationHeldElsewhereIsRefusedAndNothingStaysGrabbed() {
+        QFETCH(int, heldLocks);
+        const std::uint16_t held = control | alt | super | static_cast<std::uint16_t>(heldLocks);
+        QCOMPARE(m_other->grab(held), 0);
+        auto shortcut = makeShortcut();
+        QCOMPARE(shortcut->registerPreset(NotesShortcutPreset::controlOptionCommandN),
+                 QStringLiteral("Shortcut unavailable or in use. Choose another preset (10)."));
+        QCOMPARE(shortcut->registeredPreset(), std::nullopt);
+
+        // Every variant the app was granted before the refusal has been given back.
+        m_other->ungrab(held);
+        QCOMPARE(m_other->grabEveryLockVariant(control | alt | super), 0);
+
+        // Once the other program lets go, the same preset registers.
+        QCOMPARE(shortcut->registerPreset(NotesShortcutPreset::controlOptionCommandN),
+                 std::nullopt);
+        pressAndExpect(QStringLiteral("ctrl+alt+super+n"), 1);
+    }
+
+    void switchingPresetsReleasesTheOldCombination() {
+        auto shortcut = makeShortcut();
+        QCOMPARE(shortcut->registerPreset(NotesShortcutPreset::controlOptionN), std::nullopt);
+        QCOMPARE(shortcut->registerPreset(NotesShortcutPreset::controlShiftN), std::nullopt);
+        press(QStringLiteral("ctrl+alt+n"));
+        pressAndExpect(QStringLiteral("ctrl+shift+n"), 1);
+        QCOMPARE(m_other->grabEveryLockVariant(control | alt), 0);
+        QCOMPARE(m_other->grab(control | shift), 10);
+    }
+
+    void unregisteringAndDestructionGiveTheCombinationBack() {
+        auto shortcut = makeShortcut();
+        QCOMPARE(shortcut->registerPreset(NotesShortcutPreset::controlOptionCommandN),
+                 std::nullopt);
+        shortcut->unregister();
+        QCOMPARE(shortcut->registeredPreset(), std::nullopt);
+        QCOMPARE(m_other->grabEveryLockVariant(control | alt | super), 0);
+
+        QCOMPARE(shortcut->registerPreset(NotesShortcutPreset::controlOptionCommandN),
+                 std::nullopt);
+        QCOMPARE(m_other->grab(control | alt | super), 10);
+        shortcut.reset();
+        // No event-loop turn in between: the ungrab must have reached the server already.
+        QCOMPARE(m_other->grabEveryLockVariant(control | alt | super), 0);
+    }
+
+    void holdingTheKeysFiresOnceDespiteAutoRepeat() {
+        auto shortcut = makeShortcut();
+        QCOMPARE(shortcut->registerPreset(NotesShortcutPreset::controlOptionCommandN),
+                 std::nullopt);
+        xcb_connection_t* probe = xcb_connect(nullptr, nullptr);
+        xcb_key_symbols_t* symbols = xcb_key_symbols_alloc(probe);
+        xcb_keycode_t* codes = xcb_key_symbols_get_keycode(symbols, XK_n);
+        RawPressCounter raw(codes[0]);
+        std::free(codes);
+        xcb_key_symbols_free(symbols);
+        xcb_disconnect(probe);
+        QCoreApplication::instance()->installNativeEventFilter(&raw);
+
+        xdotool({QStringLiteral("keydown"), QStringLiteral("ctrl+alt+super+n")});
+        QTRY_VERIFY_WITH_TIMEOUT(raw.count >= 3, 5000); // the server repeats the held key
+        xdotool({QStringLiteral("keyup"), QStringLiteral("ctrl+alt+super+n")});
+        pressAndExpect(QStringLiteral("ctrl+alt+super+n"), 2);
+        QCoreApplication::instance()->removeNativeEventFilter(&raw);
+    }
+};
+
+QTEST_MAIN(NotesShortcutX11Test)
+#include "notes_shortcut_x11_test.moc"
