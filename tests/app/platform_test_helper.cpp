@@ -4,8 +4,11 @@
 // A stand-in for the app's start-up, run as a separate process by the tests:
 //   platform_test_helper launch [zemvar-notes arguments]   hands the request over, or becomes
 //       the running instance: prints "primary", then every request it receives, one a line
+//   platform_test_helper signals   prints "ready", then "terminating N" for the first
+//       termination signal N, and quits normally
 #include "app/notes_command_line.h"
 #include "app/single_instance.h"
+#include "app/termination_signals.h"
 
 #include <cstdio>
 
@@ -15,6 +18,7 @@
 using zemvar::app::NotesCommandLine;
 using zemvar::app::NotesRequest;
 using zemvar::app::SingleInstance;
+using zemvar::app::TerminationSignals;
 
 namespace {
 
@@ -45,6 +49,17 @@ int launch(QCoreApplication& app, QStringList arguments) {
     return app.exec();
 }
 
+int awaitSignals(QCoreApplication& app) {
+    TerminationSignals termination;
+    QObject::connect(&termination, &TerminationSignals::terminationRequested, &app,
+                     [&app](int signal) {
+                         print("terminating " + QByteArray::number(signal) + '\n');
+                         app.quit();
+                     });
+    print("ready\n");
+    return app.exec();
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -55,6 +70,9 @@ int main(int argc, char** argv) {
     if (mode == QLatin1String("launch")) {
         return launch(app, arguments);
     }
-    std::fprintf(stderr, "usage: %s launch [ARGUMENTS]\n", argv[0]);
+    if (mode == QLatin1String("signals")) {
+        return awaitSignals(app);
+    }
+    std::fprintf(stderr, "usage: %s launch|signals [ARGUMENTS]\n", argv[0]);
     return 64;
 }
