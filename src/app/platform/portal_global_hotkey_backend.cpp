@@ -109,7 +109,12 @@ std::optional<HotkeyFailure> PortalGlobalHotkeyBackend::grab(Qt::KeyboardModifie
 
 void PortalGlobalHotkeyBackend::release() {
     m_trigger.clear();
-    stopWaiting();
+    if (!m_pendingRequest.isEmpty()) {
+        // Withdraw the request, so that no session or binding comes into being afterwards.
+        m_bus.asyncCall(QDBusMessage::createMethodCall(portalService, m_pendingRequest,
+                                                       requestInterface, QStringLiteral("Close")));
+        stopWaiting();
+    }
     closeSession();
 }
 
@@ -119,11 +124,11 @@ void PortalGlobalHotkeyBackend::sessionCreated(uint response, const QVariantMap&
         refuse(response);
         return;
     }
-    m_sessionHandle = results.value(QStringLiteral("session_handle")).toString();
-    if (m_trigger.isEmpty()) {
-        closeSession(); // released while the session was being made
-        return;
-    }
+    // Portals differ in whether the handle is a string or an object path.
+    const QVariant handle = results.value(QStringLiteral("session_handle"));
+    m_sessionHandle = handle.metaType() == QMetaType::fromType<QDBusObjectPath>()
+                          ? handle.value<QDBusObjectPath>().path()
+                          : handle.toString();
     const QList<detail::PortalShortcut> shortcuts = {
         {shortcutId,
          {{QStringLiteral("description"), QStringLiteral("Show or hide Zemvar Notes")},
