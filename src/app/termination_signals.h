@@ -3,7 +3,7 @@
 #pragma once
 
 #include <array>
-#include <csignal>
+#include <signal.h>
 
 #include <QObject>
 

@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 
-#include <QString>
 #include <QStringView>
 #include <Qt>
 
