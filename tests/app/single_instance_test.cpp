@@ -3,10 +3,8 @@
 #include "app/notes_command_line.h"
 #include "app/single_instance.h"
 
-#include <algorithm>
 #include <future>
 #include <memory>
-#include <vector>
 
 #include <QDir>
 #include <QFile>
@@ -157,25 +155,6 @@ private Q_SLOTS:
         QTRY_VERIFY(next.exitedWithSuccess());
     }
 
-    void launchesAtTheSameTimeAgreeOnOneInstance() {
-        std::vector<std::unique_ptr<Launch>> launches;
-        for (int i = 0; i < 4; ++i) {
-            launches.push_back(std::make_unique<Launch>(library(), QStringList{}));
-        }
-        // Three hand over and exit; the fourth is the instance and hears from all three.
-        const auto finished = [&] {
-            return std::count_if(launches.begin(), launches.end(),
-                                 [](const auto& launch) { return launch->exitedWithSuccess(); });
-        };
-        QTRY_COMPARE(finished(), 3);
-        for (const auto& launch : launches) {
-            if (!launch->exitedWithSuccess()) {
-                QTRY_COMPARE(launch->output().count("\"reopen\""), 3);
-                QVERIFY(launch->output().startsWith("primary\n"));
-            }
-        }
-    }
-
     void anInstanceThatDoesNotAnswerFailsTheLaunch() {
         QLocalServer mute; // accepts connections, never replies
         QVERIFY(mute.listen(SingleInstance::serverName(library())));
@@ -235,14 +214,6 @@ private Q_SLOTS:
         QCOMPARE(first.start({}), Role::primary);
         QCOMPARE(second.start({}), Role::primary);
         QVERIFY(first.isListening() && second.isListening());
-    }
-
-    void withoutARuntimeFolderTheNameIsBare() {
-        const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
-        qunsetenv("XDG_RUNTIME_DIR");
-        const QString name = SingleInstance::serverName(library());
-        qputenv("XDG_RUNTIME_DIR", runtime);
-        QCOMPARE(name, QFileInfo(SingleInstance::serverName(library())).fileName());
     }
 };
 
