@@ -11,12 +11,15 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <string>
+#include <unordered_map>
 #include <utility>
 
 #include <QApplication>
 #include <QFont>
 #include <QFontDatabase>
 #include <QFontMetricsF>
+#include <QTextCursor>
 #include <QTextDocument>
 #include <QVBoxLayout>
 
@@ -54,6 +57,9 @@ public:
     bool dark = false;
     QFont font;
     int column = 120;
+    // Result widths in `font`: shaping every result on every keystroke costs more than the
+    // whole evaluation of the note.
+    std::unordered_map<std::string, qreal> resultWidths;
 
     // Set while the text is replaced from outside, so that the change is not reported back.
     bool suppress = false;
@@ -61,8 +67,11 @@ public:
     // what it became: giving it again changes nothing.
     QString normalisedFrom;
     QString normalisedTo;
+    // The document's text with "\n" between lines, kept in step edit by edit: building it
+    // anew for every keystroke takes longer than everything else a keystroke does.
     QString text;
-    bool textIsCurrent = false;
+
+    void followEdit(int position, int removed, int added);
 
     void applyFont();
     void applyLines();
@@ -72,10 +81,30 @@ public:
     void updateColumn();
 };
 
+void NoteEditorView::Private::followEdit(int position, int removed, int added) {
+    const QTextDocument* document = view->document();
+    const auto oldLength = static_cast<int>(text.size());
+    const int newLength = document->characterCount() - 1;
+    // Qt counts the final paragraph separator when the whole text is replaced.
+    removed = std::min(removed, oldLength - position);
+    added = newLength - (oldLength - removed);
+    if (position < 0 || removed < 0 || added < 0 || position + added > newLength) {
+        text = view->text();
+        return;
+    }
+    QTextCursor cursor(view->document());
+    cursor.setPosition(position);
+    cursor.setPosition(position + added, QTextCursor::KeepAnchor);
+    QString inserted = cursor.selectedText();
+    inserted.replace(QChar::ParagraphSeparator, u'\n');
+    text.replace(position, removed, inserted);
+}
+
 void NoteEditorView::Private::applyFont() {
     const QFont wanted = editorFont(mode, fontSize);
     if (wanted != font) {
         font = wanted;
+        resultWidths.clear();
         view->setFont(font);
         overlay->setFont(font);
     }
@@ -111,9 +140,16 @@ void NoteEditorView::Private::updateColumn() {
     if (mode == core::NoteMode::calculations) {
         // Measured as the overlay draws them, so that no result ever covers text.
         const QFontMetricsF metrics(font);
+        if (resultWidths.size() > 20000) {
+            resultWidths.clear(); // results of long-gone edits
+        }
         qreal widest = 0;
         for (const core::LineResult& result : results) {
-            widest = std::max(widest, metrics.horizontalAdvance(toQString(result.text)));
+            auto [known, added] = resultWidths.try_emplace(result.text, 0);
+            if (added) {
+                known->second = metrics.horizontalAdvance(toQString(result.text));
+            }
+            widest = std::max(widest, known->second);
         }
         wanted = std::max(120, static_cast<int>(std::ceil(widest + 24)));
     }
@@ -136,8 +172,9 @@ NoteEditorView::NoteEditorView(QWidget* parent)
     d->highlighter = new NoteSyntaxHighlighter(d->view->document());
     setFocusProxy(d->view);
 
-    connect(d->view->document(), &QTextDocument::contentsChange, this,
-            [this] { d->textIsCurrent = false; });
+    connect(
+        d->view->document(), &QTextDocument::contentsChange, this,
+        [this](int position, int removed, int added) { d->followEdit(position, removed, added); });
     connect(d->view, &QPlainTextEdit::textChanged, this, [this] {
         if (!d->suppress) {
             Q_EMIT textEdited(text());
@@ -171,10 +208,6 @@ void NoteEditorView::setText(const QString& text) {
 }
 
 QString NoteEditorView::text() const {
-    if (!d->textIsCurrent) {
-        d->text = d->view->text();
-        d->textIsCurrent = true;
-    }
     return d->text;
 }
 

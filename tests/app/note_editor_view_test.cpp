@@ -18,6 +18,7 @@
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPlainTextEdit>
+#include <QRandomGenerator>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -311,6 +312,39 @@ private Q_SLOTS:
         editor().setText(editor().text());
         QCOMPARE(view()->textCursor().position(), before.position());
         QCOMPARE(edited.count(), reported);
+    }
+
+    void theReportedTextFollowsEveryEdit() {
+        QSignalSpy edited(&editor(), &NoteEditorView::textEdited);
+        editor().setText(QStringLiteral("first line\nsecond\u00a0line\n"));
+        QRandomGenerator random(7);
+        const QStringList pieces = {QStringLiteral("a"),
+                                    QStringLiteral("\n"),
+                                    QStringLiteral("\u00a0"),
+                                    QStringLiteral("😀"),
+                                    QStringLiteral("line\nbreaks\n"),
+                                    QString()};
+        QTextCursor cursor(view()->document());
+        for (int step = 0; step < 300; ++step) {
+            const int length = view()->document()->characterCount() - 1;
+            const int choice = random.bounded(10);
+            if (choice == 0) {
+                view()->undo();
+            } else if (choice == 1) {
+                view()->redo();
+            } else {
+                cursor.setPosition(random.bounded(length + 1));
+                cursor.setPosition(std::min(length, cursor.position() + random.bounded(4)),
+                                   QTextCursor::KeepAnchor);
+                cursor.insertText(pieces[random.bounded(int(pieces.size()))]);
+            }
+            QString expected = view()->document()->toRawText();
+            expected.replace(QChar::ParagraphSeparator, u'\n');
+            QCOMPARE(editor().text(), expected);
+        }
+        QCOMPARE(edited.last().at(0).toString(), editor().text());
+        editor().setText(QStringLiteral("replaced"));
+        QCOMPARE(editor().text(), QStringLiteral("replaced"));
     }
 
     void aTextStoredDifferentlyIsNotReplacedAgain() {
