@@ -233,14 +233,22 @@ void NoteTextView::resizeEvent(QResizeEvent* event) {
 }
 
 void NoteTextView::keyPressEvent(QKeyEvent* event) {
+    const int revision = document()->revision();
     QPlainTextEdit::keyPressEvent(event);
-    // A line that wrapped anew must be scrollable to before the cursor is kept in view.
-    linePitchLayout(document())->flushSizeChange();
-    ensureCursorVisible();
+    followTyping(revision);
 }
 
 void NoteTextView::inputMethodEvent(QInputMethodEvent* event) {
+    const int revision = document()->revision();
     QPlainTextEdit::inputMethodEvent(event);
+    followTyping(revision);
+}
+
+void NoteTextView::followTyping(int revisionBefore) {
+    if (document()->revision() == revisionBefore) {
+        return;
+    }
+    // A line that wrapped anew must be scrollable to before the cursor is kept in view.
     linePitchLayout(document())->flushSizeChange();
     ensureCursorVisible();
 }

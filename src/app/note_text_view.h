@@ -83,6 +83,9 @@ protected:
 private:
     QList<QUrl> droppedFiles(const QMimeData* mime) const;
     void updateTextWidth();
+    /// After a key changed the text: lets the scroll bar know of new line counts and keeps the
+    /// cursor in view.
+    void followTyping(int revisionBefore);
     void paintRuledLines(const QRect& dirty);
     void watchWindow();
     void attemptInitialFocus();

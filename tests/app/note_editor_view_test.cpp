@@ -227,6 +227,30 @@ private Q_SLOTS:
                      qreal(view()->viewport()->width() - 120 - 2 * NoteTextView::linePadding));
     }
 
+    void typingOnTheLastLineKeepsTheCursorInView() {
+        // In a calculation note the text wraps well before the viewport's edge.
+        editor().setMode(NoteMode::calculations);
+        editor().setText(QStringLiteral("line\n").repeated(40));
+        view()->setFocus();
+        view()->moveCursor(QTextCursor::End);
+        for (int k = 0; k < 120; ++k) {
+            QTest::keyClick(view(), Qt::Key_A);
+            const QString after = QStringLiteral("after %1 keys").arg(k + 1);
+            QVERIFY2(view()->cursorRect().bottom() <= view()->viewport()->height(),
+                     qPrintable(after));
+            // The scroll range knows of a line that just wrapped, not only on the next turn
+            // of the event loop.
+            const int range = view()->verticalScrollBar()->maximum();
+            QCoreApplication::processEvents();
+            QVERIFY2(view()->verticalScrollBar()->maximum() == range, qPrintable(after));
+        }
+        // Selecting everything does not jump to the end.
+        view()->moveCursor(QTextCursor::Start);
+        const int top = view()->verticalScrollBar()->value();
+        QTest::keyClick(view(), Qt::Key_A, Qt::ControlModifier);
+        QCOMPARE(view()->verticalScrollBar()->value(), top);
+    }
+
     void aHorizontalSwipeStepsOnceBeyondSixtyPixels() {
         QSignalSpy swiped(&editor(), &NoteEditorView::swiped);
         editor().setText(QStringLiteral("line\n").repeated(200));
