@@ -235,6 +235,9 @@ void NoteEditorView::setShowsLines(bool shows) {
 }
 
 void NoteEditorView::setEditable(bool editable) {
+    if (editable == !d->view->isReadOnly()) {
+        return;
+    }
     d->view->setReadOnly(!editable);
     // A note that cannot be edited can still be selected and copied.
     d->view->setTextInteractionFlags(editable ? Qt::TextEditorInteraction
