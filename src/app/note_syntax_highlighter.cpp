@@ -166,13 +166,32 @@ std::pair<int, int> differingRange(const std::vector<NoteSyntaxHighlighter::Matc
 } // namespace
 
 NoteSyntaxHighlighter::NoteSyntaxHighlighter(QTextDocument* document)
-    : QSyntaxHighlighter(static_cast<QObject*>(document)) {
+    : QSyntaxHighlighter(static_cast<QObject*>(document))
+    , m_document(document) {
+}
+
+void NoteSyntaxHighlighter::attach() {
+    if (QSyntaxHighlighter::document() != nullptr || !m_document) {
+        return;
+    }
     // The tokens must be current before the base class colours the edited lines, and lines it
     // does not revisit are coloured after it: hence one connection on either side of its own.
-    connect(document, &QTextDocument::contentsChange, this, &NoteSyntaxHighlighter::updateMatches);
-    setDocument(document);
-    connect(document, &QTextDocument::contentsChange, this,
+    connect(m_document, &QTextDocument::contentsChange, this,
+            &NoteSyntaxHighlighter::updateMatches);
+    setDocument(m_document);
+    connect(m_document, &QTextDocument::contentsChange, this,
             &NoteSyntaxHighlighter::colourRemainingLines);
+}
+
+void NoteSyntaxHighlighter::detach() {
+    if (QSyntaxHighlighter::document() == nullptr) {
+        return;
+    }
+    disconnect(m_document, &QTextDocument::contentsChange, this,
+               &NoteSyntaxHighlighter::updateMatches);
+    disconnect(m_document, &QTextDocument::contentsChange, this,
+               &NoteSyntaxHighlighter::colourRemainingLines);
+    setDocument(nullptr); // removes every colour
 }
 
 QColor NoteSyntaxHighlighter::color(core::SyntaxTokenClass tokenClass, bool dark) {
@@ -218,9 +237,14 @@ void NoteSyntaxHighlighter::setLanguage(std::optional<core::NoteCodeLanguage> la
         m_formats[k].setForeground(color(static_cast<SyntaxTokenClass>(k), dark));
     }
     if (!m_language) {
+        // Without colours the text need not be followed at all: a plain note pays nothing.
         m_text.clear();
         m_matches.clear();
-    } else if (!sameTokens) {
+        detach();
+        return;
+    }
+    attach();
+    if (!sameTokens) {
         rescanAll();
     }
     rehighlight();
@@ -231,12 +255,12 @@ void NoteSyntaxHighlighter::rescanAll() {
     if (!m_language) {
         return;
     }
-    m_text = documentText(0, document()->characterCount() - 1);
+    m_text = documentText(0, m_document->characterCount() - 1);
     scan(expression(*m_language), m_text, 0, m_matches, [](int) { return false; });
 }
 
 QString NoteSyntaxHighlighter::documentText(int from, int to) const {
-    QTextDocument* doc = document();
+    QTextDocument* doc = m_document;
     QTextCursor cursor(doc);
     cursor.setPosition(from);
     cursor.setPosition(to, QTextCursor::KeepAnchor);

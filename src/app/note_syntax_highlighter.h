@@ -10,12 +10,12 @@
 #include <vector>
 
 #include <QColor>
+#include <QPointer>
 #include <QRegularExpression>
 #include <QString>
 #include <QSyntaxHighlighter>
 #include <QTextCharFormat>
-
-class QTextDocument;
+#include <QTextDocument>
 
 namespace zemvar::app {
 
@@ -43,7 +43,7 @@ public:
         friend bool operator==(const Match&, const Match&) = default;
     };
 
-    /// Installs itself on `document` (which becomes its parent), colouring nothing yet.
+    /// Colours `document` (which becomes its parent) once a language is set.
     explicit NoteSyntaxHighlighter(QTextDocument* document);
 
     /// Colours the text for `language` with its light or dark palette, or removes every colour
@@ -69,6 +69,9 @@ private:
     void updateMatches(int position, int removed, int added);
     void colourRemainingLines(int position, int removed, int added);
 
+    /// Follows the document's edits (with a language) or leaves it alone (without).
+    void attach();
+    void detach();
     void rescanAll();
     /// The text [from, to) of the document, "\n" between lines, lone surrogates replaced.
     QString documentText(int from, int to) const;
@@ -76,6 +79,7 @@ private:
     /// depended on where the text ends.
     int reach(const Match& match) const;
 
+    QPointer<QTextDocument> m_document;
     std::optional<core::NoteCodeLanguage> m_language;
     bool m_dark = false;
     std::array<QTextCharFormat, core::syntaxTokenClassCount> m_formats;
