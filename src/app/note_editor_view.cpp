@@ -75,7 +75,7 @@ public:
 
     void applyFont();
     void applyLines();
-    void applyColors();
+    void applyColors(const QPalette& palette);
     void applyHighlighting();
     void applyResults();
     void updateColumn();
@@ -118,9 +118,9 @@ void NoteEditorView::Private::applyLines() {
                         (mode == core::NoteMode::text || mode == core::NoteMode::calculations));
 }
 
-void NoteEditorView::Private::applyColors() {
+void NoteEditorView::Private::applyColors(const QPalette& palette) {
     overlay->setAccentColor(accentColor(dark));
-    view->setSeparatorColor(separatorColor(view->palette()));
+    view->setSeparatorColor(separatorColor(palette));
 }
 
 void NoteEditorView::Private::applyHighlighting() {
@@ -185,7 +185,7 @@ NoteEditorView::NoteEditorView(QWidget* parent)
 
     d->applyFont();
     d->applyLines();
-    d->applyColors();
+    d->applyColors(palette());
     d->applyHighlighting();
     d->applyResults();
 }
@@ -263,7 +263,7 @@ void NoteEditorView::setCodeLanguage(core::NoteCodeLanguage language) {
 
 void NoteEditorView::setDark(bool dark) {
     d->dark = dark;
-    d->applyColors();
+    d->applyColors(palette());
     d->applyHighlighting();
 }
 
@@ -274,7 +274,7 @@ void NoteEditorView::setAcceptsFileDrops(bool accepts) {
 void NoteEditorView::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::PaletteChange) {
-        d->applyColors();
+        d->applyColors(palette());
     }
 }
 

@@ -185,6 +185,19 @@ private Q_SLOTS:
                  image.pixel(image.width() - 16, rows.front() - 3));
     }
 
+    void ruledLinesFollowThePalette() {
+        editor().setShowsLines(true);
+        QPalette dark = editor().palette();
+        dark.setColor(QPalette::Base, QColor(30, 30, 32));
+        dark.setColor(QPalette::Text, QColor(230, 230, 230));
+        editor().setPalette(dark);
+        const QImage image = view()->viewport()->grab().toImage();
+        const std::vector<int> rows = markedRows(image, image.width() / 2, 40);
+        QVERIFY(!rows.empty());
+        QVERIFY(qGray(image.pixel(image.width() / 2, rows.front())) >
+                qGray(dark.color(QPalette::Base).rgb()));
+    }
+
     void calculationNotesReserveAColumnForTheirResults() {
         editor().setMode(NoteMode::calculations);
         QCOMPARE(editor().reservedColumn(), 120);
