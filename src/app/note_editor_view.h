@@ -5,12 +5,12 @@
 #include "core/calc/line_result.h"
 #include "core/notes/note_mode.h"
 
+#include <vector>
+
 #include <QList>
 #include <QString>
 #include <QUrl>
 #include <QWidget>
-
-#include <vector>
 
 class QPlainTextEdit;
 
@@ -68,6 +68,9 @@ Q_SIGNALS:
     void swiped(int step);
     /// Files dropped on the text (at most 20), when file drops are accepted.
     void filesDropped(const QList<QUrl>& urls);
+
+protected:
+    void changeEvent(QEvent* event) override;
 
 private:
     class Private;

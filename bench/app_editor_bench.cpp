@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+//
+// Keystroke echo in the note editor, as a person waits for it: one key press sent to the text
+// view as a QKeyEvent, everything the app does in response (the model's re-evaluation and the
+// results overlay in a calculation note, the syntax colours in a code note), and a repaint of
+// the viewport. Each benchmark reports the time of one keystroke and the median (p50_ms) and
+// 95th percentile (p95_ms) over the keystrokes of the run; the goal is p95 <= 4 ms.
+//
+// BM_KeystrokeResults types into the 20,000-character calculation note of
+// shared/bench/gen_calc_note.py, read from calc-full.txt in the folder named by the environment
+// variable ZEMVAR_BENCH_DATA, through a real NotesModel over a temporary library.
+// BM_KeystrokeCodeNote types into a generated Swift note of 1 MiB with colouring on.
+//
+// Runs on Qt's offscreen platform unless QT_QPA_PLATFORM says otherwise.
+#include "app/note_editor_view.h"
+#include "app/notes_model.h"
+#include "app/qt_text.h"
+#include "core/notes/note_store.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QKeyEvent>
+#include <QPlainTextEdit>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTextBlock>
+#include <benchmark/benchmark.h>
+
+namespace {
+
+using namespace zemvar;
+
+std::string loadCalculationNote(std::string& error) {
+    const char* folder = std::getenv("ZEMVAR_BENCH_DATA");
+    if (folder == nullptr || *folder == '\0') {
+        error = "ZEMVAR_BENCH_DATA is not set (a folder with calc-full.txt from gen_calc_note.py)";
+        return {};
+    }
+    const std::string path = std::string(folder) + "/calc-full.txt";
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        error = "cannot read " + path;
+        return {};
+    }
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// A Swift source of `size` characters or a little more: functions, comments, strings and
+// numbers that vary from one function to the next.
+QString swiftNote(qsizetype size) {
+    QString note;
+    for (int i = 0; note.size() < size; ++i) {
+        note += QStringLiteral(
+                    "/// Computes step %1 of the plan.\n"
+                    "func compute%1(_ value: Int, label: String = \"step %1\") -> Int {\n"
+                    "    // Double the value, then add the offset 0x%2 and a small fraction.\n"
+                    "    let result = value * %3 + 0x%2 + Int(1.5e-3 * Double(value))\n"
+                    "    /* Larger results are kept;\n"
+                    "       smaller ones go round again. */\n"
+                    "    guard result > 1_000 else { return compute%1(result + 1, label: label) }\n"
+                    "    print(\"\\(label): \\(result)\")\n"
+                    "    return result\n"
+                    "}\n\n")
+                    .arg(i)
+                    .arg(i % 4096, 0, 16)
+                    .arg(i % 97 + 2);
+    }
+    return note;
+}
+
+// A shown editor of the panel's first size.
+std::unique_ptr<app::NoteEditorView> makeEditor(core::NoteMode mode) {
+    auto editor = std::make_unique<app::NoteEditorView>();
+    editor->setMode(mode);
+    editor->setCodeLanguage(core::NoteCodeLanguage::swift);
+    editor->setFontSize(14);
+    editor->setShowsLines(true);
+    editor->resize(680, 520);
+    editor->show();
+    return editor;
+}
+
+// Puts the cursor at the end of line `line`, in the middle of the view.
+void placeCursor(app::NoteEditorView& editor, int line) {
+    QPlainTextEdit* view = editor.textView();
+    QTextCursor cursor(view->document()->findBlockByNumber(line));
+    cursor.movePosition(QTextCursor::EndOfBlock);
+    view->setTextCursor(cursor);
+    view->setFocus();
+    view->centerCursor();
+    QCoreApplication::processEvents();
+}
+
+// Types alternately a digit and a backspace (so the note keeps its size), each keystroke
+// followed by a repaint, timing each one.
+void typeKeystrokes(benchmark::State& state, app::NoteEditorView& editor) {
+    QPlainTextEdit* view = editor.textView();
+    std::vector<double> milliseconds;
+    bool insert = true;
+    for (auto _ : state) {
+        QKeyEvent press(QEvent::KeyPress, insert ? Qt::Key_7 : Qt::Key_Backspace, Qt::NoModifier,
+                        insert ? QStringLiteral("7") : QString());
+        QElapsedTimer timer;
+        timer.start();
+        QApplication::sendEvent(view, &press);
+        view->viewport()->repaint();
+        const double elapsed = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+        state.SetIterationTime(elapsed / 1e3);
+        milliseconds.push_back(elapsed);
+        insert = !insert;
+        // What the event loop would do between two keys, outside the measured time.
+        QCoreApplication::processEvents();
+    }
+    if (milliseconds.empty()) {
+        return;
+    }
+    std::sort(milliseconds.begin(), milliseconds.end());
+    const auto at = [&](double fraction) {
+        const auto index = static_cast<std::size_t>(
+            std::ceil(fraction * static_cast<double>(milliseconds.size())) - 1);
+        return milliseconds[std::min(index, milliseconds.size() - 1)];
+    };
+    state.counters["p50_ms"] = at(0.50);
+    state.counters["p95_ms"] = at(0.95);
+    state.counters["keystrokes"] = static_cast<double>(milliseconds.size());
+}
+
+void BM_KeystrokeResults(benchmark::State& state) {
+    std::string error;
+    const std::string note = loadCalculationNote(error);
+    if (!error.empty()) {
+        state.SkipWithError(error.c_str());
+        return;
+    }
+    QTemporaryDir folder;
+    QSettings settings(folder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat);
+    settings.setValue(QStringLiteral("decimalSeparator"), QStringLiteral("point"));
+    core::NoteStore store(app::toStdString(folder.filePath(QStringLiteral("Zemvar Notes"))));
+    app::NotesModel model(store, settings);
+    if (model.notes().empty()) {
+        model.createNote();
+    }
+    core::NoteDocument document = model.current();
+    document.mode = core::NoteMode::calculations;
+    document.text = note;
+    model.saveMetadata(document);
+    if (model.results().empty()) {
+        state.SkipWithError("the calculation note has no results");
+        return;
+    }
+
+    auto editor = makeEditor(core::NoteMode::calculations);
+    editor->setText(app::toQString(note));
+    editor->setResults(model.results());
+    QObject::connect(editor.get(), &app::NoteEditorView::textEdited, &model,
+                     &app::NotesModel::updateText);
+    QObject::connect(&model, &app::NotesModel::resultsChanged, editor.get(),
+                     [&] { editor->setResults(model.results()); });
+    // The end of the line of a result in the middle of the note.
+    placeCursor(*editor, static_cast<int>(model.results()[model.results().size() / 2].lineIndex));
+
+    typeKeystrokes(state, *editor);
+    state.counters["results"] = static_cast<double>(model.results().size());
+    model.flush();
+}
+
+void BM_KeystrokeCodeNote(benchmark::State& state) {
+    auto editor = makeEditor(core::NoteMode::code);
+    const QString note = swiftNote(qsizetype{1} << 20);
+    editor->setText(note);
+    placeCursor(*editor, editor->textView()->document()->blockCount() / 2 + 2);
+    typeKeystrokes(state, *editor);
+    state.counters["characters"] = static_cast<double>(note.size());
+}
+
+BENCHMARK(BM_KeystrokeResults)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_KeystrokeCodeNote)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+    }
+    QApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

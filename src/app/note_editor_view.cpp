@@ -1,0 +1,297 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/note_editor_view.h"
+
+#include "app/editor_colors.h"
+#include "app/note_syntax_highlighter.h"
+#include "app/note_text_view.h"
+#include "app/qt_text.h"
+#include "app/results_overlay.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+#include <QApplication>
+#include <QFont>
+#include <QFontDatabase>
+#include <QFontMetricsF>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QVBoxLayout>
+
+namespace zemvar::app {
+
+namespace {
+
+// Sizes count device-independent pixels, so that the pitch of one and a half sizes leaves
+// every font the room it was designed with.
+QFont editorFont(core::NoteMode mode, double size) {
+    QFont font = mode == core::NoteMode::text ? QApplication::font()
+                                              : QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    font.setPixelSize(std::max(1, static_cast<int>(std::lround(size))));
+    font.setWeight(QFont::Normal);
+    return font;
+}
+
+int linePitch(double fontSize) {
+    return std::max(20, static_cast<int>(std::ceil(fontSize * 1.5)));
+}
+
+} // namespace
+
+class NoteEditorView::Private {
+public:
+    NoteTextView* view = nullptr;
+    ResultsOverlay* overlay = nullptr;
+    NoteSyntaxHighlighter* highlighter = nullptr;
+
+    std::vector<core::LineResult> results;
+    double fontSize = 14;
+    bool showsLines = false;
+    core::NoteMode mode = core::NoteMode::text;
+    core::NoteCodeLanguage language = core::NoteCodeLanguage::swift;
+    bool dark = false;
+    QFont font;
+    int column = 120;
+    // Result widths in `font`: shaping every result on every keystroke costs more than the
+    // whole evaluation of the note.
+    std::unordered_map<std::string, qreal> resultWidths;
+
+    // Set while the text is replaced from outside, so that the change is not reported back.
+    bool suppress = false;
+    // A text given to setText that the document stores differently ("\r\n" becomes "\n"), and
+    // what it became: giving it again changes nothing.
+    QString normalisedFrom;
+    QString normalisedTo;
+    // The document's text with "\n" between lines, kept in step edit by edit: building it
+    // anew for every keystroke takes longer than everything else a keystroke does.
+    QString text;
+
+    void followEdit(int position, int removed, int added);
+
+    void applyFont();
+    void applyLines();
+    void applyColors(const QPalette& palette);
+    void applyHighlighting();
+    void applyResults();
+    void updateColumn();
+};
+
+void NoteEditorView::Private::followEdit(int position, int removed, int added) {
+    const QTextDocument* document = view->document();
+    const auto oldLength = static_cast<int>(text.size());
+    const int newLength = document->characterCount() - 1;
+    // Qt counts the final paragraph separator when the whole text is replaced.
+    removed = std::min(removed, oldLength - position);
+    added = newLength - (oldLength - removed);
+    if (position < 0 || removed < 0 || added < 0 || position + added > newLength) {
+        text = view->text();
+        return;
+    }
+    QTextCursor cursor(view->document());
+    cursor.setPosition(position);
+    cursor.setPosition(position + added, QTextCursor::KeepAnchor);
+    QString inserted = cursor.selectedText();
+    inserted.replace(QChar::ParagraphSeparator, u'\n');
+    text.replace(position, removed, inserted);
+}
+
+void NoteEditorView::Private::applyFont() {
+    const QFont wanted = editorFont(mode, fontSize);
+    if (wanted != font) {
+        font = wanted;
+        resultWidths.clear();
+        view->setFont(font);
+        overlay->setFont(font);
+    }
+    view->setLinePitch(linePitch(fontSize));
+    updateColumn();
+    overlay->updatePlacements();
+}
+
+void NoteEditorView::Private::applyLines() {
+    view->setShowsLines(showsLines &&
+                        (mode == core::NoteMode::text || mode == core::NoteMode::calculations));
+}
+
+void NoteEditorView::Private::applyColors(const QPalette& palette) {
+    overlay->setAccentColor(accentColor(dark));
+    view->setSeparatorColor(separatorColor(palette));
+}
+
+void NoteEditorView::Private::applyHighlighting() {
+    highlighter->setLanguage(mode == core::NoteMode::code ? std::optional(language) : std::nullopt,
+                             dark);
+}
+
+void NoteEditorView::Private::applyResults() {
+    const bool calculations = mode == core::NoteMode::calculations;
+    overlay->setVisible(calculations);
+    updateColumn();
+    overlay->setResults(calculations ? results : std::vector<core::LineResult>());
+}
+
+void NoteEditorView::Private::updateColumn() {
+    int wanted = 24;
+    if (mode == core::NoteMode::calculations) {
+        // Measured as the overlay draws them, so that no result ever covers text.
+        const QFontMetricsF metrics(font);
+        if (resultWidths.size() > 20000) {
+            resultWidths.clear(); // results of long-gone edits
+        }
+        qreal widest = 0;
+        for (const core::LineResult& result : results) {
+            auto [known, added] = resultWidths.try_emplace(result.text, 0);
+            if (added) {
+                known->second = metrics.horizontalAdvance(toQString(result.text));
+            }
+            widest = std::max(widest, known->second);
+        }
+        wanted = std::max(120, static_cast<int>(std::ceil(widest + 24)));
+    }
+    if (wanted != column || view->reservedColumn() != wanted) {
+        column = wanted;
+        view->setReservedColumn(column);
+        overlay->updatePlacements();
+    }
+}
+
+NoteEditorView::NoteEditorView(QWidget* parent)
+    : QWidget(parent)
+    , d(new Private) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    d->view = new NoteTextView(this);
+    d->view->setObjectName(QStringLiteral("editor"));
+    layout->addWidget(d->view);
+    d->overlay = new ResultsOverlay(d->view);
+    d->highlighter = new NoteSyntaxHighlighter(d->view->document());
+    setFocusProxy(d->view);
+
+    connect(
+        d->view->document(), &QTextDocument::contentsChange, this,
+        [this](int position, int removed, int added) { d->followEdit(position, removed, added); });
+    connect(d->view, &QPlainTextEdit::textChanged, this, [this] {
+        if (!d->suppress) {
+            Q_EMIT textEdited(text());
+        }
+    });
+    connect(d->view, &NoteTextView::swiped, this, &NoteEditorView::swiped);
+    connect(d->view, &NoteTextView::filesDropped, this, &NoteEditorView::filesDropped);
+
+    d->applyFont();
+    d->applyLines();
+    d->applyColors(palette());
+    d->applyHighlighting();
+    d->applyResults();
+}
+
+NoteEditorView::~NoteEditorView() {
+    delete d;
+}
+
+void NoteEditorView::setText(const QString& text) {
+    const QString current = this->text();
+    if (text == current || (text == d->normalisedFrom && current == d->normalisedTo)) {
+        return;
+    }
+    d->suppress = true;
+    d->view->setPlainText(text);
+    d->suppress = false;
+    const QString stored = this->text();
+    d->normalisedFrom = stored == text ? QString() : text;
+    d->normalisedTo = stored == text ? QString() : stored;
+}
+
+QString NoteEditorView::text() const {
+    return d->text;
+}
+
+void NoteEditorView::setResults(std::vector<core::LineResult> results) {
+    if (results == d->results) {
+        return;
+    }
+    d->results = std::move(results);
+    if (d->mode == core::NoteMode::calculations) {
+        d->applyResults();
+    }
+}
+
+void NoteEditorView::setFontSize(double points) {
+    if (points == d->fontSize) {
+        return;
+    }
+    d->fontSize = points;
+    d->applyFont();
+}
+
+void NoteEditorView::setShowsLines(bool shows) {
+    d->showsLines = shows;
+    d->applyLines();
+}
+
+void NoteEditorView::setEditable(bool editable) {
+    if (editable == !d->view->isReadOnly()) {
+        return;
+    }
+    d->view->setReadOnly(!editable);
+    // A note that cannot be edited can still be selected and copied.
+    d->view->setTextInteractionFlags(editable ? Qt::TextEditorInteraction
+                                              : Qt::TextSelectableByMouse |
+                                                    Qt::TextSelectableByKeyboard);
+}
+
+void NoteEditorView::setMode(core::NoteMode mode) {
+    if (mode == d->mode) {
+        return;
+    }
+    d->mode = mode;
+    d->applyFont();
+    d->applyLines();
+    d->applyHighlighting();
+    d->applyResults();
+}
+
+void NoteEditorView::setCodeLanguage(core::NoteCodeLanguage language) {
+    d->language = language;
+    d->applyHighlighting();
+}
+
+void NoteEditorView::setDark(bool dark) {
+    d->dark = dark;
+    d->applyColors(palette());
+    d->applyHighlighting();
+}
+
+void NoteEditorView::setAcceptsFileDrops(bool accepts) {
+    d->view->setAcceptsFileDrops(accepts);
+}
+
+void NoteEditorView::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        d->applyColors(palette());
+    }
+}
+
+QPlainTextEdit* NoteEditorView::textView() const {
+    return d->view;
+}
+
+ResultsOverlay* NoteEditorView::overlay() const {
+    return d->overlay;
+}
+
+double NoteEditorView::lineHeight() const {
+    return d->view->linePitch();
+}
+
+int NoteEditorView::reservedColumn() const {
+    return d->column;
+}
+
+} // namespace zemvar::app
