@@ -185,7 +185,8 @@ private Q_SLOTS:
         QCOMPARE(model().results().size(), std::size_t{1});
         QCOMPARE(model().results()[0].lineIndex, std::size_t{0});
         QCOMPARE(toQString(model().results()[0].text), QStringLiteral("3"));
-        m_sandbox->settings().setValue(zemvar::app::settings::decimalSeparator, QStringLiteral("point"));
+        m_sandbox->settings().setValue(zemvar::app::settings::decimalSeparator,
+                                       QStringLiteral("point"));
         model().reloadEvaluator();
         QCOMPARE(model().results().size(), std::size_t{1});
         QCOMPARE(model().results()[0].lineIndex, std::size_t{1});

@@ -1,0 +1,7 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/notes_application.h"
+
+int main(int argc, char** argv) {
+    return zemvar::app::runNotesApplication(argc, argv);
+}

@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/notes_app_delegate.h"
+
+#include "app/app_icons.h"
+#include "app/app_settings.h"
+#include "app/notes_model.h"
+#include "app/notes_panel.h"
+#include "app/notes_panel_controller.h"
+#include "app/notes_root_view.h"
+#include "app/notes_shortcut.h"
+#include "app/qt_text.h"
+#include "core/notes/library_lock.h"
+#include "core/notes/note_store.h"
+
+#include <exception>
+
+#include <QApplication>
+#include <QDeadlineTimer>
+#include <QKeySequence>
+#include <QMenu>
+#include <QPointer>
+#include <QSessionManager>
+#include <QSystemTrayIcon>
+#include <QThread>
+
+namespace zemvar::app {
+
+namespace {
+
+// The command-line tool holds the library only for one command: wait for it a little.
+std::unique_ptr<core::LibraryLock> takeLibraryLock(const QString& folder) {
+    const QDeadlineTimer deadline(2000);
+    for (;;) {
+        if (auto lock = core::LibraryLock::tryAcquire(toStdString(folder))) {
+            return std::make_unique<core::LibraryLock>(std::move(*lock));
+        }
+        if (deadline.hasExpired()) {
+            throw core::LibraryInUseError();
+        }
+        QThread::msleep(50);
+    }
+}
+
+} // namespace
+
+NotesAppDelegate::NotesAppDelegate(QSettings& settings, QObject* parent)
+    : QObject(parent)
+    , m_settings(settings)
+    , m_shortcut(std::make_unique<NotesShortcut>()) {
+}
+
+NotesAppDelegate::~NotesAppDelegate() {
+    delete m_tray;
+}
+
+std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
+    if (libraryFolder.isEmpty()) {
+        return QStringLiteral(
+            "Zemvar Notes cannot find a folder for its notes. Set ZEMVAR_NOTES_LIBRARY or "
+            "start it with --library DIR.");
+    }
+    try {
+        m_lock = takeLibraryLock(libraryFolder);
+    } catch (const std::exception& error) {
+        return QString::fromUtf8(error.what());
+    }
+    // The store, the model (which loads the library; a failure becomes its banner), the panel.
+    m_store = std::make_unique<core::NoteStore>(toStdString(libraryFolder));
+    m_model = std::make_unique<NotesModel>(*m_store, m_settings);
+    auto* content = new NotesRootView(*m_model, m_settings);
+    m_controller =
+        std::make_unique<NotesPanelController>(*m_model, m_settings, content, libraryFolder);
+    connect(m_controller.get(), &NotesPanelController::quitRequested, this,
+            &NotesAppDelegate::requestQuit);
+
+    QPointer<NotesAppDelegate> self(this);
+    m_controller->onVisibilityChange = [self](bool visible) {
+        if (self && visible != self->m_panelVisible) {
+            self->m_panelVisible = visible;
+            Q_EMIT self->panelVisibleChanged(visible);
+        }
+    };
+    m_shortcut->onPress = [self] {
+        if (self) {
+            self->togglePanel();
+        }
+    };
+    registerShortcut();
+
+    // Leaving for another program writes pending text and hides the panel unless it is pinned.
+    connect(qApp, &QGuiApplication::applicationStateChanged, this,
+            [this](Qt::ApplicationState state) {
+                if (state == Qt::ApplicationInactive || state == Qt::ApplicationHidden) {
+                    m_model->flush();
+                    m_controller->hideIfUnpinned();
+                }
+            });
+    // A session that ends asks first: the text goes to disk, or the logout is held back.
+    connect(qApp, &QGuiApplication::commitDataRequest, this, [this](QSessionManager& manager) {
+        if (!m_model->flush() && manager.allowsInteraction()) {
+            manager.cancel();
+            m_controller->show();
+        }
+    });
+
+    buildTray();
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        // Without a tray the panel is the only way in: never leave the program unreachable.
+        m_controller->show();
+    }
+    return std::nullopt;
+}
+
+void NotesAppDelegate::registerShortcut() {
+    const NotesShortcutPreset preset =
+        presetFromRawValue(m_settings.value(settings::notesShortcutPreset).toString());
+    m_shortcutError = m_shortcut->registerPreset(preset).value_or(QString());
+}
+
+void NotesAppDelegate::buildTray() {
+    m_trayMenu = std::make_unique<QMenu>();
+    m_trayMenu->setObjectName(QStringLiteral("tray-menu"));
+    m_showHideAction =
+        m_trayMenu->addAction(QStringLiteral("Show Notes"), this, &NotesAppDelegate::togglePanel);
+    m_trayMenu->addAction(QStringLiteral("New Note"), this, [this] {
+        if (!m_controller->panel()->isVisible()) {
+            m_controller->show();
+        }
+        m_model->createNote();
+    });
+    QAction* exportNote = m_trayMenu->addAction(QStringLiteral("Export Note\u2026"), this,
+                                                [this] { m_controller->exportNote(); });
+    exportNote->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+E")));
+    m_trayMenu->addSeparator();
+    QAction* quit = m_trayMenu->addAction(QStringLiteral("Quit Zemvar Notes"), this,
+                                          &NotesAppDelegate::requestQuit);
+    quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
+    const auto updateShowHide = [this] {
+        m_showHideAction->setText(m_panelVisible ? QStringLiteral("Hide Notes")
+                                                 : QStringLiteral("Show Notes"));
+    };
+    connect(this, &NotesAppDelegate::panelVisibleChanged, this, updateShowHide);
+    connect(m_trayMenu.get(), &QMenu::aboutToShow, this, updateShowHide);
+
+    m_tray = new QSystemTrayIcon(appIcon(AppIcon::application, Qt::white));
+    m_tray->setToolTip(QStringLiteral("Zemvar Notes"));
+    m_tray->setContextMenu(m_trayMenu.get());
+    connect(m_tray, &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                if (reason == QSystemTrayIcon::Trigger) {
+                    togglePanel();
+                }
+            });
+    // Shown even without a tray: the icon docks by itself once a tray appears.
+    m_tray->show();
+}
+
+void NotesAppDelegate::togglePanel() {
+    if (m_controller->panel()->isVisible()) {
+        m_controller->hide();
+    } else {
+        m_controller->show();
+    }
+}
+
+void NotesAppDelegate::handle(const NotesRequest& request) {
+    switch (request.action) {
+    case NotesRequest::Action::reopen: {
+        // A window of ours on screen, or minimised, keeps its place; otherwise the panel shows.
+        for (const QWidget* widget : QApplication::topLevelWidgets()) {
+            const Qt::WindowType type = widget->windowType();
+            const bool ours = type == Qt::Window || type == Qt::Dialog || type == Qt::Tool;
+            // Qt's tray icon on X11 is a small window of its own.
+            if (ours && widget->isVisible() &&
+                widget->objectName() != QLatin1String("QSystemTrayIconSys")) {
+                return;
+            }
+        }
+        m_controller->show();
+        return;
+    }
+    case NotesRequest::Action::show:
+        m_controller->show();
+        return;
+    case NotesRequest::Action::toggle:
+        togglePanel();
+        return;
+    case NotesRequest::Action::openFiles:
+        m_controller->show();
+        m_model->setBannerMessage(
+            QStringLiteral("Opening files from outside the library is not available in this "
+                           "version yet: ") +
+            request.files.join(QStringLiteral(", ")));
+        return;
+    }
+}
+
+bool NotesAppDelegate::requestQuit() {
+    if (m_model && !m_model->flush()) {
+        // An edit that cannot be written keeps the program running, with the note in front.
+        m_controller->show();
+        return false;
+    }
+    if (m_controller && m_controller->panel()->isVisible()) {
+        m_controller->hide();
+    }
+    QCoreApplication::quit();
+    return true;
+}
+
+} // namespace zemvar::app

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#pragma once
+
+#include "app/notes_command_line.h"
+
+#include <memory>
+#include <optional>
+
+#include <QObject>
+#include <QSettings>
+#include <QString>
+
+class QAction;
+class QMenu;
+class QSystemTrayIcon;
+
+namespace zemvar::core {
+class LibraryLock;
+class NoteStore;
+} // namespace zemvar::core
+
+namespace zemvar::app {
+
+class NotesModel;
+class NotesPanelController;
+class NotesShortcut;
+
+/// Wires the program together and answers the desktop's requests: it holds the library lock
+/// for the program's life, creates the store, the model and the panel, registers the global
+/// shortcut, puts the icon and its menu in the system tray (or shows the panel at once where
+/// there is no tray), hides the panel when another program takes the focus, and quits only
+/// after every typed character is on disk.
+class NotesAppDelegate : public QObject {
+    Q_OBJECT
+
+public:
+    explicit NotesAppDelegate(QSettings& settings, QObject* parent = nullptr);
+    ~NotesAppDelegate() override;
+
+    /// Runs the start-up sequence for the library at `libraryFolder`. Returns the message to
+    /// show when the program cannot run (no library folder, or the library held by another
+    /// program); nothing on success.
+    std::optional<QString> start(const QString& libraryFolder);
+
+    /// Carries out a launch request (this launch's own or one handed over by a later launch).
+    void handle(const NotesRequest& request);
+    void togglePanel();
+
+    /// Quits when every pending edit is written; otherwise brings the panel forward with the
+    /// save error and stays. Returns whether the program is quitting.
+    bool requestQuit();
+
+    NotesModel* model() const { return m_model.get(); }
+    NotesPanelController* controller() const { return m_controller.get(); }
+    QSystemTrayIcon* trayIcon() const { return m_tray; }
+    QMenu* trayMenu() const { return m_trayMenu.get(); }
+    NotesShortcut* shortcut() const { return m_shortcut.get(); }
+    /// The last failure to register the global shortcut; null when it is registered.
+    const QString& shortcutError() const { return m_shortcutError; }
+    bool panelVisible() const { return m_panelVisible; }
+
+Q_SIGNALS:
+    void panelVisibleChanged(bool visible);
+
+private:
+    void buildTray();
+    void registerShortcut();
+
+    QSettings& m_settings;
+    std::unique_ptr<core::LibraryLock> m_lock;
+    std::unique_ptr<core::NoteStore> m_store;
+    std::unique_ptr<NotesModel> m_model;
+    std::unique_ptr<NotesPanelController> m_controller;
+    std::unique_ptr<NotesShortcut> m_shortcut;
+    std::unique_ptr<QMenu> m_trayMenu;
+    QSystemTrayIcon* m_tray = nullptr;
+    QAction* m_showHideAction = nullptr;
+    QString m_shortcutError;
+    bool m_panelVisible = false;
+};
+
+} // namespace zemvar::app

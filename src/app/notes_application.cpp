@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/notes_application.h"
+
+#include "app/app_icons.h"
+#include "app/app_settings.h"
+#include "app/notes_app_delegate.h"
+#include "app/notes_command_line.h"
+#include "app/single_instance.h"
+#include "app/termination_signals.h"
+
+#include <cstdio>
+
+#include <QApplication>
+#include <QDir>
+#include <QMessageBox>
+
+namespace zemvar::app {
+
+int runNotesApplication(int& argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Zemvar"));
+    QApplication::setApplicationName(QStringLiteral("Zemvar Notes"));
+    QApplication::setApplicationVersion(QStringLiteral(ZEMVAR_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("zemvar-notes"));
+    QApplication::setWindowIcon(appIcon(AppIcon::application, Qt::white));
+    // The program lives in the tray: hiding its last window must not end it.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    const NotesCommandLine::Result command =
+        NotesCommandLine::parse(QApplication::arguments(), QDir::currentPath());
+    if (command.outcome != NotesCommandLine::Outcome::run) {
+        std::fputs(command.text.toLocal8Bit().constData(),
+                   command.outcome == NotesCommandLine::Outcome::usageError ? stderr : stdout);
+        return command.exitStatus();
+    }
+    const QString library =
+        command.libraryFolder.isEmpty() ? settings::libraryFolder() : command.libraryFolder;
+
+    // A second launch hands its request to the running instance and ends.
+    SingleInstance instance(library);
+    switch (instance.start(command.request)) {
+    case SingleInstance::Role::handedOver:
+        return 0;
+    case SingleInstance::Role::failed:
+        std::fprintf(stderr, "zemvar-notes: %s\n",
+                     instance.errorString().toLocal8Bit().constData());
+        return 1;
+    case SingleInstance::Role::primary:
+        break;
+    }
+
+    const std::unique_ptr<QSettings> settings = settings::openAppSettings();
+    NotesAppDelegate delegate(*settings);
+    if (const auto problem = delegate.start(library)) {
+        QMessageBox::critical(nullptr, QStringLiteral("Zemvar Notes"), *problem);
+        return 1;
+    }
+    QObject::connect(&instance, &SingleInstance::requestReceived, &delegate,
+                     &NotesAppDelegate::handle);
+    // Logging out, kill and Ctrl+C take the same way out as Quit: text first, then exit.
+    TerminationSignals terminations;
+    QObject::connect(&terminations, &TerminationSignals::terminationRequested, &delegate,
+                     [&delegate] { delegate.requestQuit(); });
+    if (command.request.action != NotesRequest::Action::reopen) {
+        delegate.handle(command.request);
+    }
+    return QApplication::exec();
+}
+
+} // namespace zemvar::app

@@ -1,0 +1,351 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/notes_panel_controller.h"
+
+#include "app/app_settings.h"
+#include "app/note_editor_view.h"
+#include "app/notes_export_sheet.h"
+#include "app/notes_model.h"
+#include "app/notes_panel.h"
+#include "app/notes_root_view.h"
+#include "app/qt_text.h"
+#include "core/notes/library_path.h"
+#include "core/notes/note_export.h"
+
+#include <exception>
+
+#include <QApplication>
+#include <QCursor>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QTimer>
+#include <QWindow>
+
+namespace zemvar::app {
+
+NotesPanelController::NotesPanelController(NotesModel& model, QSettings& settings,
+                                           NotesRootView* content, QString libraryFolder,
+                                           QObject* parent)
+    : QObject(parent)
+    , m_model(model)
+    , m_settings(settings)
+    , m_content(content)
+    , m_panel(new NotesPanel(content))
+    , m_libraryFolder(std::move(libraryFolder)) {
+    QPointer<NotesPanelController> self(this);
+    m_model.requestEditorFocus = [self] {
+        if (self) {
+            self->focusEditor();
+        }
+    };
+    m_model.toggleExpanded = [self] {
+        if (self) {
+            self->toggleExpanded();
+        }
+    };
+    m_model.requestDelete = [self] {
+        if (self) {
+            self->confirmDelete();
+        }
+    };
+    m_model.requestExport = [self] {
+        if (self) {
+            self->exportNote();
+        }
+    };
+    // Closing the notes list hands the typing back to the note.
+    connect(&m_model, &NotesModel::sidebarVisibleChanged, this, [this](bool visible) {
+        if (!visible && m_panel->isVisible()) {
+            focusEditor();
+        }
+    });
+    connect(m_panel, &NotesPanel::closeRequested, this, &NotesPanelController::hide);
+    connect(qApp, &QGuiApplication::focusWindowChanged, this, [self] {
+        // Decided on the next turn, when the window that took the focus is known.
+        QTimer::singleShot(0, self, [self] {
+            if (self) {
+                self->panelActivationChanged();
+            }
+        });
+    });
+    m_panel->installEventFilter(this);
+    restoreFrame();
+}
+
+NotesPanelController::~NotesPanelController() {
+    qApp->removeEventFilter(this);
+    delete m_panel;
+}
+
+void NotesPanelController::restoreFrame() {
+    if (m_panel->restoreGeometry(m_settings.value(settings::panelGeometry).toByteArray())) {
+        return;
+    }
+    // First launch: centre the panel on the screen under the pointer.
+    QScreen* screen = QGuiApplication::screenAt(QCursor::pos());
+    if (screen == nullptr) {
+        screen = QGuiApplication::primaryScreen();
+    }
+    if (screen != nullptr) {
+        const QRect visible = screen->availableGeometry();
+        m_panel->move(visible.center().x() - m_panel->width() / 2,
+                      visible.center().y() - m_panel->height() / 2);
+    }
+}
+
+void NotesPanelController::saveFrame() {
+    // The expanded frame is never remembered: the next launch starts compact.
+    if (!m_model.expanded()) {
+        m_settings.setValue(settings::panelGeometry, m_panel->saveGeometry());
+    }
+}
+
+void NotesPanelController::show() {
+    m_panel->show();
+    m_panel->raise();
+    m_panel->activateWindow();
+    if (!m_routingKeys) {
+        qApp->installEventFilter(this);
+        m_routingKeys = true;
+    }
+    if (onVisibilityChange) {
+        onVisibilityChange(m_panel->isVisible());
+    }
+    QTimer::singleShot(0, this, &NotesPanelController::focusEditor);
+}
+
+void NotesPanelController::hide() {
+    m_model.setFocusActive(false);
+    m_model.flush();
+    if (m_routingKeys) {
+        qApp->removeEventFilter(this);
+        m_routingKeys = false;
+    }
+    saveFrame();
+    m_panel->hide();
+    if (onVisibilityChange) {
+        onVisibilityChange(m_panel->isVisible());
+    }
+}
+
+void NotesPanelController::hideIfUnpinned() {
+    m_model.setFocusActive(false);
+    if (!m_model.pinned() && m_panel->isVisible()) {
+        hide();
+    }
+}
+
+void NotesPanelController::panelActivationChanged() {
+    if (!m_panel->isVisible() || m_panel->isActiveWindow() || openSheet() != nullptr) {
+        return;
+    }
+    m_model.setFocusActive(false);
+    if (m_model.pinned()) {
+        return;
+    }
+    // Another window of this program (settings, an outside file) keeps the panel up; clicking
+    // into another program or the desktop hides it.
+    if (QApplication::activeWindow() == nullptr) {
+        hide();
+    }
+}
+
+void NotesPanelController::toggleExpanded() {
+    if (!m_model.expanded()) {
+        m_compactFrame = m_panel->geometry();
+        saveFrame();
+        // Expanded first, so that the frame changes below are not remembered.
+        m_model.setExpanded(true);
+        QScreen* screen =
+            m_panel->screen() != nullptr ? m_panel->screen() : QGuiApplication::primaryScreen();
+        if (screen != nullptr) {
+            m_panel->setGeometry(screen->availableGeometry());
+        }
+    } else {
+        if (m_compactFrame) {
+            m_panel->setGeometry(*m_compactFrame);
+        }
+        m_model.setExpanded(false);
+    }
+    focusEditor();
+}
+
+void NotesPanelController::focusEditor() {
+    if (QPlainTextEdit* text = m_content->editor()->textView();
+        text != nullptr && text->isVisible()) {
+        text->setFocus(Qt::OtherFocusReason);
+    }
+}
+
+QWidget* NotesPanelController::openSheet() const {
+    if (m_exportSheet != nullptr) {
+        return m_exportSheet;
+    }
+    if (m_deleteSheet != nullptr && m_deleteSheet->isVisible()) {
+        return m_deleteSheet;
+    }
+    return nullptr;
+}
+
+void NotesPanelController::confirmDelete() {
+    if (openSheet() != nullptr || !m_model.isLoaded()) {
+        return;
+    }
+    const QString title = toQString(m_model.current().title());
+    auto* box =
+        new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete this note?"),
+                        QStringLiteral("Delete this note?"), QMessageBox::NoButton, m_panel);
+    box->setObjectName(QStringLiteral("delete-confirmation"));
+    box->setInformativeText(
+        QLatin1Char('"') + (title.isEmpty() ? QStringLiteral("Empty note") : title) +
+        QStringLiteral("\" will be removed. There is no trash in this version."));
+    QPushButton* remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
+    box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    box->setDefaultButton(remove);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    connect(box, &QMessageBox::finished, this, [this, box, remove] {
+        if (box->clickedButton() == remove) {
+            m_model.deleteCurrent();
+        }
+        focusEditor();
+    });
+    m_deleteSheet = box;
+    box->open();
+}
+
+void NotesPanelController::exportNote() {
+    if (!m_model.isLoaded() || openSheet() != nullptr) {
+        return;
+    }
+    if (!m_panel->isVisible()) {
+        show();
+    }
+    auto* sheet = new NotesExportSheet(m_model.current(), m_panel);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->setWindowModality(Qt::WindowModal);
+    connect(sheet, &QFileDialog::finished, this, [this, sheet](int result) {
+        const QStringList chosen = sheet->selectedFiles();
+        finishExport(result == QDialog::Accepted && !chosen.isEmpty() ? chosen.constFirst()
+                                                                      : QString());
+    });
+    m_exportSheet = sheet;
+    sheet->open();
+}
+
+void NotesPanelController::finishExport(const QString& path) {
+    const core::NoteDocument note =
+        m_exportSheet != nullptr ? m_exportSheet->note() : m_model.current();
+    m_exportSheet = nullptr;
+    if (!path.isEmpty()) {
+        try {
+            if (core::isInsideLibrary(toStdString(path), toStdString(m_libraryFolder))) {
+                Q_EMIT noteExportFailed();
+                m_model.setBannerMessage(
+                    QStringLiteral("Choose an export location outside the Notes library."));
+            } else {
+                core::NoteExport::write(note, toStdString(path));
+                Q_EMIT noteExported();
+            }
+        } catch (const std::exception& error) {
+            Q_EMIT noteExportFailed();
+            m_model.setBannerMessage(QStringLiteral("Could not export this note: ") +
+                                     QString::fromUtf8(error.what()));
+        }
+    }
+    focusEditor();
+}
+
+bool NotesPanelController::route(const QKeyEvent& event) {
+    const int key = event.key();
+    if (key == Qt::Key_Escape) {
+        if (m_model.sidebarVisible()) {
+            m_model.setSidebarVisible(false);
+        } else if (m_model.focusActive()) {
+            m_model.setFocusEnabled(false);
+            m_model.setFocusActive(false);
+        } else if (m_model.expanded()) {
+            toggleExpanded();
+        } else {
+            hide();
+        }
+        return true;
+    }
+    const Qt::KeyboardModifiers modifiers =
+        event.modifiers() &
+        (Qt::ControlModifier | Qt::ShiftModifier | Qt::AltModifier | Qt::MetaModifier);
+    if (modifiers == (Qt::ControlModifier | Qt::ShiftModifier)) {
+        switch (key) {
+        case Qt::Key_F:
+            toggleExpanded();
+            return true;
+        case Qt::Key_L:
+            m_model.setSidebarVisible(!m_model.sidebarVisible());
+            return true;
+        case Qt::Key_E:
+            exportNote();
+            return true;
+        case Qt::Key_Backspace:
+            confirmDelete();
+            return true;
+        default:
+            return false;
+        }
+    }
+    if (modifiers == Qt::ControlModifier) {
+        switch (key) {
+        case Qt::Key_O:
+            if (m_model.requestOpenFile) {
+                m_model.requestOpenFile();
+            }
+            return true;
+        case Qt::Key_BracketLeft:
+            m_model.goToPrevious();
+            return true;
+        case Qt::Key_BracketRight:
+            m_model.goToNext();
+            return true;
+        case Qt::Key_N:
+            m_model.createNote();
+            return true;
+        case Qt::Key_Q:
+            Q_EMIT quitRequested();
+            return true;
+        default:
+            return false;
+        }
+    }
+    return false;
+}
+
+bool NotesPanelController::eventFilter(QObject* watched, QEvent* event) {
+    switch (event->type()) {
+    case QEvent::KeyPress:
+        // Commands are the panel's only while it is the active window and no dialog is open;
+        // a dialog gets its keys.
+        if (m_panel->isActiveWindow() && QApplication::activeModalWidget() == nullptr &&
+            openSheet() == nullptr) {
+            auto* widget = qobject_cast<QWidget*>(watched);
+            if (widget != nullptr && widget->window() == m_panel &&
+                route(*static_cast<QKeyEvent*>(event))) {
+                return true;
+            }
+        }
+        break;
+    case QEvent::Move:
+    case QEvent::Resize:
+        if (watched == m_panel && m_panel->isVisible()) {
+            saveFrame();
+        }
+        break;
+    default:
+        break;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+} // namespace zemvar::app

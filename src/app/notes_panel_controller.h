@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include <QObject>
+#include <QPointer>
+#include <QRect>
+#include <QSettings>
+#include <QString>
+
+class QKeyEvent;
+class QMessageBox;
+
+namespace zemvar::app {
+
+class NotesExportSheet;
+class NotesModel;
+class NotesPanel;
+class NotesRootView;
+
+/// Owns the floating panel: shows and hides it (hiding writes pending text), remembers its
+/// frame under "NotesPanel/geometry" (centred under the pointer the first time), switches
+/// between the compact and the expanded size (the expanded frame is never saved), routes the
+/// panel's keyboard commands while it is the active window and no dialog is open, and runs the
+/// two dialogs of the panel: confirming a deletion and exporting a note. It fills the model's
+/// callback slots for these actions.
+///
+/// Keys: Esc closes the notes list, then the expanded size, then the panel; Ctrl+Shift+F
+/// expand, Ctrl+Shift+L notes list, Ctrl+Shift+E export, Ctrl+Shift+Backspace delete, Ctrl+O
+/// open, Ctrl+[ previous, Ctrl+] next, Ctrl+N new note, Ctrl+Q quit.
+class NotesPanelController : public QObject {
+    Q_OBJECT
+
+public:
+    /// Builds the panel around `content` (which it takes). `libraryFolder` is the notes library,
+    /// where nothing may be exported.
+    NotesPanelController(NotesModel& model, QSettings& settings, NotesRootView* content,
+                         QString libraryFolder, QObject* parent = nullptr);
+    ~NotesPanelController() override;
+
+    NotesPanel* panel() const { return m_panel; }
+    NotesRootView* content() const { return m_content; }
+
+    void show();
+    void hide();
+    /// Hides the panel unless the user pinned it (when the app loses the focus).
+    void hideIfUnpinned();
+    void toggleExpanded();
+    /// Gives the keyboard focus to the note's text.
+    void focusEditor();
+    /// Asks whether to delete the shown note, then deletes it.
+    void confirmDelete();
+    /// Runs the export dialog for the shown note and writes it where the user chose.
+    void exportNote();
+    /// Finishes an export to `path` (empty when cancelled): refuses the library, writes, reports.
+    void finishExport(const QString& path);
+
+    /// Carries out the panel command of `event`; returns true when the event was one.
+    bool route(const QKeyEvent& event);
+    /// The dialog on the panel (deletion or export), if one is open.
+    QWidget* openSheet() const;
+
+    /// Called with the panel's visibility after every show and hide.
+    std::function<void(bool)> onVisibilityChange;
+
+Q_SIGNALS:
+    /// Ctrl+Q in the panel.
+    void quitRequested();
+    /// An export was written (for usage statistics).
+    void noteExported();
+    /// An export was refused or failed (for usage statistics).
+    void noteExportFailed();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void restoreFrame();
+    void saveFrame();
+    void panelActivationChanged();
+
+    NotesModel& m_model;
+    QSettings& m_settings;
+    NotesRootView* m_content;
+    NotesPanel* m_panel;
+    QString m_libraryFolder;
+    std::optional<QRect> m_compactFrame;
+    bool m_routingKeys = false;
+    QPointer<NotesExportSheet> m_exportSheet;
+    QPointer<QMessageBox> m_deleteSheet;
+};
+
+} // namespace zemvar::app

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/notes_sidebar.h"
+
+#include "app/app_icons.h"
+#include "app/notes_model.h"
+#include "app/qt_text.h"
+
+#include <chrono>
+#include <cmath>
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPainter>
+#include <QStyledItemDelegate>
+#include <QVBoxLayout>
+
+namespace zemvar::app {
+
+namespace {
+
+enum Role {
+    idRole = Qt::UserRole,
+    pinnedRole,
+    dateRole,
+};
+
+// Two lines per note: a pin mark and the title, then the relative date in a quieter colour.
+class NoteRowDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
+        return {option.rect.width(), option.fontMetrics.height() * 2 + 14};
+    }
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
+        QStyleOptionViewItem base = option;
+        initStyleOption(&base, index);
+        base.text.clear();
+        base.icon = QIcon();
+        QApplication::style()->drawControl(QStyle::CE_ItemViewItem, &base, painter, base.widget);
+
+        const bool selected = (option.state & QStyle::State_Selected) != 0;
+        const QColor text =
+            option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
+        QRect area = option.rect.adjusted(10, 6, -10, -6);
+        const int lineHeight = option.fontMetrics.height();
+        painter->save();
+        if (index.data(pinnedRole).toBool()) {
+            appIcon(AppIcon::pinFilled, text)
+                .paint(painter, QRect(area.left(), area.top(), lineHeight, lineHeight));
+            area.setLeft(area.left() + lineHeight + 4);
+        }
+        painter->setPen(text);
+        const QString title = option.fontMetrics.elidedText(index.data(Qt::DisplayRole).toString(),
+                                                            Qt::ElideRight, area.width());
+        painter->drawText(QRect(area.left(), area.top(), area.width(), lineHeight),
+                          Qt::AlignLeft | Qt::AlignVCenter, title);
+        QColor secondary = text;
+        secondary.setAlphaF(0.6);
+        painter->setPen(secondary);
+        painter->drawText(
+            QRect(option.rect.left() + 10, area.top() + lineHeight + 2, area.width(), lineHeight),
+            Qt::AlignLeft | Qt::AlignVCenter, index.data(dateRole).toString());
+        painter->restore();
+    }
+};
+
+QString countedUnit(long long count, const char* unit) {
+    return QStringLiteral("%1 %2%3")
+        .arg(count)
+        .arg(QLatin1String(unit))
+        .arg(count == 1 ? QString() : QStringLiteral("s"));
+}
+
+} // namespace
+
+NotesSidebar::NotesSidebar(NotesModel& model, QWidget* parent)
+    : QWidget(parent)
+    , m_model(model)
+    , m_search(new QLineEdit(this))
+    , m_list(new QListWidget(this)) {
+    setObjectName(QStringLiteral("sidebar"));
+    m_search->setObjectName(QStringLiteral("search"));
+    m_search->setPlaceholderText(QStringLiteral("Search notes"));
+    m_search->setClearButtonEnabled(true);
+    m_list->setObjectName(QStringLiteral("notes-list"));
+    m_list->setAccessibleName(QStringLiteral("Notes list"));
+    m_list->setItemDelegate(new NoteRowDelegate(m_list));
+    m_list->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_list->setFrameShape(QFrame::NoFrame);
+    m_list->setUniformItemSizes(true);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(10, 10, 10, 10);
+    layout->setSpacing(10);
+    layout->addWidget(m_search);
+    layout->addWidget(m_list, 1);
+
+    connect(m_search, &QLineEdit::textChanged, this, &NotesSidebar::refresh);
+    connect(m_list, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) {
+        if (const auto id = core::Uuid::parse(toStdString(item->data(idRole).toString()))) {
+            m_model.select(*id);
+        }
+    });
+    connect(m_list, &QListWidget::customContextMenuRequested, this, &NotesSidebar::showContextMenu);
+    connect(&m_model, &NotesModel::notesChanged, this, &NotesSidebar::refresh);
+    connect(&m_model, &NotesModel::currentIndexChanged, this, &NotesSidebar::refresh);
+    refresh();
+}
+
+void NotesSidebar::refresh() {
+    const core::Date now = core::currentDate();
+    const core::Uuid shown = m_model.current().id;
+    const QSignalBlocker blocker(m_list);
+    m_list->clear();
+    for (const core::NoteDocument& note : m_model.filteredNotes(m_search->text())) {
+        const QString title = toQString(note.title());
+        auto* item =
+            new QListWidgetItem(title.isEmpty() ? QStringLiteral("Empty note") : title, m_list);
+        item->setData(idRole, toQString(note.id.string()));
+        item->setData(pinnedRole, note.pinned);
+        item->setData(dateRole, relativeDate(note.updatedAt, now));
+        item->setToolTip(item->text());
+        if (note.id == shown) {
+            m_list->setCurrentItem(item);
+        }
+    }
+}
+
+void NotesSidebar::showContextMenu(const QPoint& position) {
+    QListWidgetItem* item = m_list->itemAt(position);
+    if (item == nullptr) {
+        return;
+    }
+    const auto id = core::Uuid::parse(toStdString(item->data(idRole).toString()));
+    if (!id) {
+        return;
+    }
+    QMenu menu(this);
+    menu.addAction(item->data(pinnedRole).toBool() ? QStringLiteral("Unpin")
+                                                   : QStringLiteral("Pin"),
+                   this, [this, id] { m_model.togglePin(*id); });
+    menu.addAction(QStringLiteral("Delete\u2026"), this, [this, id] {
+        m_model.select(*id);
+        if (m_model.current().id == *id && m_model.requestDelete) {
+            m_model.requestDelete();
+        }
+    });
+    menu.exec(m_list->viewport()->mapToGlobal(position));
+}
+
+QString NotesSidebar::relativeDate(core::Date date, core::Date now) {
+    using namespace std::chrono;
+    const long long seconds = duration_cast<std::chrono::seconds>(now - date).count();
+    const bool past = seconds >= 0;
+    const long long magnitude = std::llabs(seconds);
+    const auto phrase = [past](long long count, const char* unit, const char* lastName,
+                               const char* nextName) {
+        if (count == 1 && lastName != nullptr) {
+            return QString::fromLatin1(past ? lastName : nextName);
+        }
+        return past ? countedUnit(count, unit) + QStringLiteral(" ago")
+                    : QStringLiteral("in ") + countedUnit(count, unit);
+    };
+    if (magnitude < 1) {
+        return QStringLiteral("now");
+    }
+    if (magnitude < 60) {
+        return phrase(magnitude, "second", nullptr, nullptr);
+    }
+    if (magnitude < 3600) {
+        return phrase(magnitude / 60, "minute", nullptr, nullptr);
+    }
+    if (magnitude < 86400) {
+        return phrase(magnitude / 3600, "hour", nullptr, nullptr);
+    }
+    if (magnitude < 7 * 86400) {
+        return phrase(magnitude / 86400, "day", "yesterday", "tomorrow");
+    }
+    if (magnitude < 30 * 86400) {
+        return phrase(magnitude / (7 * 86400), "week", "last week", "next week");
+    }
+    if (magnitude < 365 * 86400) {
+        return phrase(magnitude / (30 * 86400), "month", "last month", "next month");
+    }
+    return phrase(magnitude / (365 * 86400), "year", "last year", "next year");
+}
+
+} // namespace zemvar::app

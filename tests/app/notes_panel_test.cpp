@@ -1,0 +1,387 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/app_settings.h"
+#include "app/note_editor_view.h"
+#include "app/note_markdown_preview.h"
+#include "app/notes_export_sheet.h"
+#include "app/notes_model.h"
+#include "app/notes_panel.h"
+#include "app/notes_panel_controller.h"
+#include "app/notes_root_view.h"
+#include "app/notes_sidebar.h"
+#include "app/qt_text.h"
+#include "app_test_support.h"
+#include "core/notes/note_store.h"
+
+#include <memory>
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTest>
+#include <QToolButton>
+
+using namespace zemvar::app;
+using zemvar::core::NoteMode;
+using zemvar::core::NoteStore;
+using zemvar::testing::AppSandbox;
+
+class NotesPanelTest : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<AppSandbox> m_sandbox;
+    std::unique_ptr<NoteStore> m_store;
+    std::unique_ptr<NotesModel> m_model;
+    std::unique_ptr<NotesPanelController> m_controller;
+
+    NotesModel& model() { return *m_model; }
+    NotesPanelController& controller() { return *m_controller; }
+    NotesRootView& view() { return *controller().content(); }
+    NotesPanel& panel() { return *controller().panel(); }
+
+    void makePanel(int notes = 1) {
+        m_store = std::make_unique<NoteStore>(toStdString(m_sandbox->library()));
+        m_model = std::make_unique<NotesModel>(*m_store, m_sandbox->settings());
+        for (int i = 1; i < notes; ++i) {
+            model().createNote();
+        }
+        model().select(model().notes().front().id);
+        auto* root = new NotesRootView(model(), m_sandbox->settings());
+        m_controller = std::make_unique<NotesPanelController>(model(), m_sandbox->settings(), root,
+                                                              m_sandbox->library());
+    }
+
+    void showPanel() {
+        controller().show();
+        QVERIFY(QTest::qWaitForWindowActive(&panel()));
+    }
+
+    // Sends a key to whatever has the focus in the panel, as a person typing would.
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QWidget* target =
+            QApplication::focusWidget() != nullptr ? QApplication::focusWidget() : &panel();
+        QTest::keyClick(target, key, modifiers);
+    }
+
+    template <typename Widget>
+    Widget* named(const char* name) {
+        auto* widget = panel().findChild<Widget*>(QString::fromLatin1(name));
+        if (widget == nullptr) {
+            qWarning("no widget named %s", name);
+        }
+        return widget;
+    }
+
+private Q_SLOTS:
+    void init() {
+        m_controller.reset();
+        m_model.reset();
+        m_store.reset();
+        m_sandbox = std::make_unique<AppSandbox>();
+    }
+
+    void cleanup() {
+        m_controller.reset();
+        m_model.reset();
+    }
+
+    void escapeClosesTheListThenTheExpandedSizeThenThePanel() {
+        makePanel();
+        showPanel();
+        model().setSidebarVisible(true);
+        controller().toggleExpanded();
+        press(Qt::Key_Escape);
+        QVERIFY(!model().sidebarVisible());
+        QVERIFY(panel().isVisible());
+        press(Qt::Key_Escape);
+        QVERIFY(!model().expanded());
+        QVERIFY(panel().isVisible());
+        press(Qt::Key_Escape);
+        QVERIFY(!panel().isVisible());
+    }
+
+    void theCommandKeysReachTheModelAndThePanel() {
+        makePanel(3);
+        showPanel();
+        QSignalSpy quit(m_controller.get(), &NotesPanelController::quitRequested);
+        press(Qt::Key_BracketRight, Qt::ControlModifier);
+        QCOMPARE(model().currentIndex(), 1);
+        press(Qt::Key_BracketLeft, Qt::ControlModifier);
+        QCOMPARE(model().currentIndex(), 0);
+        press(Qt::Key_N, Qt::ControlModifier);
+        QCOMPARE(model().notes().size(), std::size_t{4});
+        QCOMPARE(model().currentIndex(), 1);
+        press(Qt::Key_L, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(model().sidebarVisible());
+        press(Qt::Key_L, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(!model().sidebarVisible());
+        press(Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(model().expanded());
+        press(Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(!model().expanded());
+        press(Qt::Key_Q, Qt::ControlModifier);
+        QCOMPARE(quit.count(), 1);
+
+        // Keys that are not commands reach the note.
+        press(Qt::Key_X);
+        press(Qt::Key_N, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(toQString(model().current().text), QStringLiteral("x"));
+    }
+
+    void deletingAsksFirstAndNamesAnUntitledNoteEmptyNote() {
+        makePanel(2);
+        showPanel();
+        press(Qt::Key_Backspace, Qt::ControlModifier | Qt::ShiftModifier);
+        auto* box = qobject_cast<QMessageBox*>(controller().openSheet());
+        QVERIFY(box != nullptr);
+        QCOMPARE(box->text(), QStringLiteral("Delete this note?"));
+        QCOMPARE(
+            box->informativeText(),
+            QStringLiteral("\"Empty note\" will be removed. There is no trash in this version."));
+        // While the dialog is open, keys are its own, not the panel's commands.
+        QTest::keyClick(box, Qt::Key_N, Qt::ControlModifier);
+        QCOMPARE(model().notes().size(), std::size_t{2});
+        box->reject();
+        QTRY_VERIFY(controller().openSheet() == nullptr);
+        QCOMPARE(model().notes().size(), std::size_t{2});
+
+        model().updateText(QStringLiteral("  Groceries\nmilk"));
+        controller().confirmDelete();
+        box = qobject_cast<QMessageBox*>(controller().openSheet());
+        QVERIFY(box != nullptr);
+        QCOMPARE(
+            box->informativeText(),
+            QStringLiteral("\"Groceries\" will be removed. There is no trash in this version."));
+        for (QAbstractButton* button : box->buttons()) {
+            if (button->text() == QStringLiteral("Delete")) {
+                button->click();
+            }
+        }
+        QTRY_COMPARE(model().notes().size(), std::size_t{1});
+    }
+
+    void expandingAndRestoringKeepsTheCompactFrameAndNeverSavesTheExpandedOne() {
+        makePanel();
+        showPanel();
+        panel().setGeometry(100, 120, 500, 400);
+        const QRect compact = panel().geometry();
+        controller().toggleExpanded();
+        QVERIFY(model().expanded());
+        QCOMPARE(panel().geometry(), panel().screen()->availableGeometry());
+        panel().move(panel().pos() + QPoint(5, 5)); // moving while expanded saves nothing
+        QWidget probe;
+        probe.restoreGeometry(m_sandbox->settings().value(settings::panelGeometry).toByteArray());
+        QCOMPARE(probe.size(), compact.size());
+        controller().toggleExpanded();
+        QCOMPARE(panel().geometry(), compact);
+    }
+
+    void theFirstLaunchCentresThePanelAndLaterLaunchesRestoreIt() {
+        makePanel();
+        const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+        QCOMPARE(panel().size(), QSize(680, 520));
+        QVERIFY(std::abs(panel().frameGeometry().center().x() - screen.center().x()) <= 1);
+        showPanel();
+        panel().move(40, 50);
+        controller().hide();
+        m_controller.reset();
+        auto* root = new NotesRootView(model(), m_sandbox->settings());
+        m_controller = std::make_unique<NotesPanelController>(model(), m_sandbox->settings(), root,
+                                                              m_sandbox->library());
+        QCOMPARE(panel().pos(), QPoint(40, 50));
+    }
+
+    void hidingWritesPendingTextAndAPinnedPanelStays() {
+        makePanel();
+        showPanel();
+        model().updateText(QStringLiteral("typed just now"));
+        controller().hideIfUnpinned();
+        QVERIFY(!panel().isVisible());
+        QCOMPARE(
+            AppSandbox::readFile(m_sandbox->noteFile(toQString(model().current().id.string()))),
+            QByteArray("typed just now"));
+        showPanel();
+        model().setPinned(true);
+        controller().hideIfUnpinned();
+        QVERIFY(panel().isVisible());
+    }
+
+    void exportRefusesTheLibraryButNotItsSibling() {
+        makePanel();
+        model().updateText(QStringLiteral("secret"));
+        controller().finishExport(m_sandbox->library() + QStringLiteral("/notes/copy.txt"));
+        QCOMPARE(model().bannerMessage(),
+                 QStringLiteral("Choose an export location outside the Notes library."));
+        controller().finishExport(m_sandbox->library());
+        QCOMPARE(model().bannerMessage(),
+                 QStringLiteral("Choose an export location outside the Notes library."));
+
+        model().setBannerMessage(QString());
+        const QString sibling = m_sandbox->library() + QStringLiteral(" 2/copy.txt");
+        QDir().mkpath(QFileInfo(sibling).absolutePath());
+        QSignalSpy exported(m_controller.get(), &NotesPanelController::noteExported);
+        controller().finishExport(sibling);
+        QCOMPARE(exported.count(), 1);
+        QCOMPARE(AppSandbox::readFile(sibling), QByteArray("secret"));
+        QVERIFY(model().bannerMessage().isNull());
+
+        controller().finishExport(m_sandbox->path(QStringLiteral("missing/copy.txt")));
+        QVERIFY(model().bannerMessage().startsWith(QStringLiteral("Could not export this note: ")));
+        QVERIFY(model().bannerMessage().contains(QStringLiteral("No such file or directory")));
+    }
+
+    void theExportDialogKeepsTheExtensionInStepWithTheFormat() {
+        makePanel();
+        NotesExportSheet sheet(model().current(), &panel());
+        QCOMPARE(sheet.fileName(), QStringLiteral("Untitled note.txt"));
+        QCOMPARE(sheet.windowTitle(), QStringLiteral("Export Note"));
+        auto* picker = sheet.findChild<QComboBox*>(QStringLiteral("format"));
+        QVERIFY(picker != nullptr);
+        QCOMPARE(picker->count(), 3);
+        QCOMPARE(picker->itemText(2), QStringLiteral("Custom (any extension)"));
+        sheet.selectFormat(1); // .md
+        QCOMPARE(sheet.fileName(), QStringLiteral("Untitled note.md"));
+        QCOMPARE(sheet.confirmedName(QStringLiteral("README.MD")), QStringLiteral("README.md"));
+        QCOMPARE(sheet.confirmedName(QStringLiteral("notes.txt")), QStringLiteral("notes.md"));
+        QCOMPARE(sheet.validationError(QStringLiteral("/tmp/notes.txt")),
+                 QStringLiteral("Use the selected .md file extension."));
+        QVERIFY(sheet.validationError(QStringLiteral("/tmp/NOTES.MD")).isNull());
+        sheet.selectFormat(2); // custom: anything goes, the name stays
+        QCOMPARE(sheet.fileName(), QStringLiteral("Untitled note.md"));
+        QCOMPARE(sheet.confirmedName(QStringLiteral("notes.log")), QStringLiteral("notes.log"));
+        QVERIFY(sheet.validationError(QStringLiteral("/tmp/notes")).isNull());
+    }
+
+    void theToolbarShowsTheStateOfThePanel() {
+        makePanel();
+        showPanel();
+        for (const char* name :
+             {"list", "new", "export", "mode", "appearance", "expand", "pin", "previous", "next"}) {
+            QVERIFY2(named<QWidget>(name) != nullptr, name);
+            QVERIFY2(!named<QWidget>(name)->accessibleName().isEmpty(), name);
+        }
+        auto* expand = named<QToolButton>("expand");
+        QCOMPARE(expand->accessibleName(), QStringLiteral("Expand panel"));
+        QCOMPARE(expand->toolTip(), QStringLiteral("Expand (Ctrl+Shift+F)"));
+        expand->click();
+        QCOMPARE(expand->accessibleName(), QStringLiteral("Restore panel"));
+        QCOMPARE(expand->toolTip(), QStringLiteral("Return to floating panel (Esc)"));
+        auto* pin = named<QToolButton>("pin");
+        QCOMPARE(pin->accessibleName(), QStringLiteral("Pin panel"));
+        pin->click();
+        QVERIFY(model().pinned());
+        QCOMPARE(pin->accessibleName(), QStringLiteral("Unpin panel"));
+        QCOMPARE(named<QToolButton>("new")->toolTip(), QStringLiteral("New note (Ctrl+N)"));
+        QCOMPARE(named<QLabel>("position")->text(), QStringLiteral("1 of 1"));
+        QVERIFY(!named<QWidget>("open")->isVisible()); // until a file opener is there
+    }
+
+    void theFooterOffersALanguageForCodeAndAPreviewForMarkdown() {
+        makePanel();
+        showPanel();
+        QVERIFY(!named<QWidget>("language")->isVisible());
+        QVERIFY(!named<QWidget>("preview")->isVisible());
+
+        auto note = model().current();
+        note.mode = NoteMode::code;
+        note.codeLanguage = zemvar::core::NoteCodeLanguage::sql;
+        model().saveMetadata(note);
+        auto* language = named<QComboBox>("language");
+        QTRY_VERIFY(language->isVisible());
+        QCOMPARE(language->currentText(), QStringLiteral("SQL")); // shown although not a common one
+        language->setCurrentIndex(language->findText(QStringLiteral("Python")));
+        Q_EMIT language->activated(language->currentIndex());
+        QCOMPARE(model().current().codeLanguage, zemvar::core::NoteCodeLanguage::python);
+        QVERIFY(m_store->notes().front().codeLanguage == zemvar::core::NoteCodeLanguage::python);
+
+        note = model().current();
+        note.mode = NoteMode::markdown;
+        model().saveMetadata(note);
+        QTRY_VERIFY(named<QWidget>("preview")->isVisible());
+        QVERIFY(!language->isVisible());
+        model().updateText(QStringLiteral("# Title"));
+        named<QToolButton>("preview-show")->click();
+        QVERIFY(view().preview()->isVisible());
+        named<QToolButton>("preview-edit")->click();
+        QVERIFY(view().editor()->isVisible());
+    }
+
+    void typingGoesToTheModelAndResultsComeBack() {
+        makePanel();
+        showPanel();
+        auto note = model().current();
+        note.mode = NoteMode::calculations;
+        model().saveMetadata(note);
+        QPlainTextEdit* text = view().editor()->textView();
+        QTRY_VERIFY(text->hasFocus());
+        QTest::keyClicks(text, QStringLiteral("2 * 21"));
+        QCOMPARE(toQString(model().current().text), QStringLiteral("2 * 21"));
+        QCOMPARE(model().results().size(), std::size_t{1});
+        QCOMPARE(toQString(model().results()[0].text), QStringLiteral("42"));
+    }
+
+    void theBannerShowsMessagesAndCanBeDismissed() {
+        makePanel();
+        showPanel();
+        QVERIFY(!named<QWidget>("banner")->isVisible());
+        model().setBannerMessage(QStringLiteral("Could not save this note: disk full"));
+        QVERIFY(named<QWidget>("banner")->isVisible());
+        QCOMPARE(named<QLabel>("banner-text")->text(),
+                 QStringLiteral("Could not save this note: disk full"));
+        named<QToolButton>("dismiss")->click();
+        QVERIFY(model().bannerMessage().isNull());
+        QVERIFY(!named<QWidget>("banner")->isVisible());
+    }
+
+    void theNotesListSearchesAndShowsPins() {
+        makePanel(3);
+        model().updateText(QStringLiteral("Caf\u00e9 budget"));
+        model().togglePin(model().notes().back().id);
+        model().setSidebarVisible(true);
+        auto* list = view().sidebar()->list();
+        QCOMPARE(list->count(), 3);
+        QCOMPARE(list->item(1)->text(), QStringLiteral("Caf\u00e9 budget"));
+        QCOMPARE(list->item(2)->text(), QStringLiteral("Empty note"));
+        view().sidebar()->searchField()->setText(QStringLiteral("CAFE"));
+        QCOMPARE(list->count(), 1);
+        view().sidebar()->searchField()->clear();
+        list->setCurrentRow(2);
+        Q_EMIT list->itemClicked(list->item(2));
+        QCOMPARE(model().currentIndex(), 2);
+        QVERIFY(!model().sidebarVisible());
+    }
+
+    void relativeDatesReadNaturally() {
+        using namespace std::chrono;
+        const zemvar::core::Date now = zemvar::core::currentDate();
+        const struct {
+            seconds ago;
+            const char* text;
+        } cases[] = {
+            {seconds{0}, "now"},
+            {seconds{30}, "30 seconds ago"},
+            {minutes{1}, "1 minute ago"},
+            {hours{2}, "2 hours ago"},
+            {hours{30}, "yesterday"},
+            {hours{24 * 3}, "3 days ago"},
+            {hours{24 * 8}, "last week"},
+            {hours{24 * 70}, "2 months ago"},
+            {hours{24 * 800}, "2 years ago"},
+            {-hours{30}, "tomorrow"},
+            {-hours{5}, "in 5 hours"},
+        };
+        for (const auto& c : cases) {
+            QCOMPARE(NotesSidebar::relativeDate(now - c.ago, now), QString::fromLatin1(c.text));
+        }
+    }
+};
+
+QTEST_MAIN(NotesPanelTest)
+#include "notes_panel_test.moc"
