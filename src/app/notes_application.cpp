@@ -12,12 +12,38 @@
 #include <cstdio>
 
 #include <QApplication>
+#include <QCoreApplication>
 #include <QDir>
 #include <QMessageBox>
 
 namespace zemvar::app {
 
 int runNotesApplication(int& argc, char** argv) {
+    NotesCommandLine::Result command;
+    QString library;
+    {
+        // A launch that only passes its request to the running instance needs no GUI: without
+        // a display connection and fonts, --toggle takes a few milliseconds.
+        const QCoreApplication launcher(argc, argv);
+        command = NotesCommandLine::parse(QCoreApplication::arguments(), QDir::currentPath());
+        if (command.outcome != NotesCommandLine::Outcome::run) {
+            std::fputs(command.text.toLocal8Bit().constData(),
+                       command.outcome == NotesCommandLine::Outcome::usageError ? stderr : stdout);
+            return command.exitStatus();
+        }
+        library =
+            command.libraryFolder.isEmpty() ? settings::libraryFolder() : command.libraryFolder;
+        SingleInstance running(library);
+        if (const auto role = running.handOver(command.request)) {
+            if (*role == SingleInstance::Role::failed) {
+                std::fprintf(stderr, "zemvar-notes: %s\n",
+                             running.errorString().toLocal8Bit().constData());
+                return 1;
+            }
+            return 0;
+        }
+    }
+
     QApplication application(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Zemvar"));
     QApplication::setApplicationName(QStringLiteral("Zemvar Notes"));
@@ -27,17 +53,7 @@ int runNotesApplication(int& argc, char** argv) {
     // The program lives in the tray: hiding its last window must not end it.
     QApplication::setQuitOnLastWindowClosed(false);
 
-    const NotesCommandLine::Result command =
-        NotesCommandLine::parse(QApplication::arguments(), QDir::currentPath());
-    if (command.outcome != NotesCommandLine::Outcome::run) {
-        std::fputs(command.text.toLocal8Bit().constData(),
-                   command.outcome == NotesCommandLine::Outcome::usageError ? stderr : stdout);
-        return command.exitStatus();
-    }
-    const QString library =
-        command.libraryFolder.isEmpty() ? settings::libraryFolder() : command.libraryFolder;
-
-    // A second launch hands its request to the running instance and ends.
+    // Launches take turns here: one that started at the same moment may have won.
     SingleInstance instance(library);
     switch (instance.start(command.request)) {
     case SingleInstance::Role::handedOver:

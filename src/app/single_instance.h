@@ -52,6 +52,11 @@ public:
     /// Hands `request` to the instance running for the library, or becomes that instance.
     /// Waits at most `timeoutMilliseconds` for a running instance to acknowledge.
     Role start(const NotesRequest& request, int timeoutMilliseconds = 5000);
+
+    /// Only delivers `request` to an instance already running for the library: handedOver or
+    /// failed when one answers or hangs, no value when none runs. Needs no GUI, so a launch
+    /// that only passes a request on stays light.
+    std::optional<Role> handOver(const NotesRequest& request, int timeoutMilliseconds = 5000);
     /// Whether this instance receives the requests of later launches. A primary instance that
     /// could not listen (errorString() says why) still runs, but alone.
     bool isListening() const;
@@ -78,7 +83,6 @@ Q_SIGNALS:
 
 private:
     /// Connects to the running instance and sends `request`; none when nobody listens.
-    std::optional<Role> handOver(const NotesRequest& request, int timeoutMilliseconds);
     void listen();
     void acceptConnections();
     void readRequest(QLocalSocket* socket);

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+//
+// The installed program as a person uses it, on a real X server with a system tray: summoned
+// with the global shortcut and with --toggle, typed into, quit, and started again.
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+class AppEndToEndTest : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_home;
+    QProcess m_tray;
+    QProcess m_app;
+
+    QProcessEnvironment environment() const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("HOME"), m_home.path());
+        env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.filePath(QStringLiteral("config")));
+        env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.filePath(QStringLiteral("data")));
+        env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
+        env.remove(QStringLiteral("ZEMVAR_NOTES_LIBRARY"));
+        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        return env;
+    }
+    QString library() const { return m_home.filePath(QStringLiteral("data/Zemvar Notes")); }
+
+    static int run(const QString& program, const QStringList& arguments,
+                   const QProcessEnvironment& env) {
+        QProcess process;
+        process.setProcessEnvironment(env);
+        process.start(program, arguments);
+        if (!process.waitForFinished(10000)) {
+            process.kill();
+            return -1;
+        }
+        return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    }
+    int xdotool(const QStringList& arguments) const {
+        return run(QStringLiteral("xdotool"), arguments, environment());
+    }
+    // Types `text` into the focused window, pressing Return for each line break.
+    void type(const QString& text) const {
+        const QStringList lines = text.split(QLatin1Char('\n'));
+        for (int i = 0; i < lines.size(); ++i) {
+            if (i > 0) {
+                QCOMPARE(xdotool({QStringLiteral("key"), QStringLiteral("Return")}), 0);
+            }
+            if (!lines[i].isEmpty()) {
+                QCOMPARE(xdotool({QStringLiteral("type"), QStringLiteral("--delay"),
+                                  QStringLiteral("15"), lines[i]}),
+                         0);
+            }
+        }
+    }
+    // Whether the panel (a window titled "Zemvar Notes") is on screen.
+    bool panelVisible() const {
+        return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                        QStringLiteral("--name"), QStringLiteral("^Zemvar Notes$")}) == 0;
+    }
+    void startApp() {
+        m_app.setProcessEnvironment(environment());
+        m_app.setProcessChannelMode(QProcess::ForwardedChannels);
+        m_app.start(QStringLiteral(ZEMVAR_APP_PATH), {});
+        QVERIFY(m_app.waitForStarted());
+        // Ready once a second launch can hand its request over (or the panel shows).
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(library() + QStringLiteral("/index.json")), 10000);
+    }
+    QString noteText() const {
+        QFile index(library() + QStringLiteral("/index.json"));
+        if (!index.open(QIODevice::ReadOnly)) {
+            return {};
+        }
+        const QJsonArray notes = QJsonDocument::fromJson(index.readAll())
+                                     .object()
+                                     .value(QStringLiteral("notes"))
+                                     .toArray();
+        if (notes.isEmpty()) {
+            return {};
+        }
+        QFile note(library() + QStringLiteral("/notes/") +
+                   notes.first().toObject().value(QStringLiteral("id")).toString() +
+                   QStringLiteral(".txt"));
+        return note.open(QIODevice::ReadOnly) ? QString::fromUtf8(note.readAll()) : QString();
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY(m_home.isValid());
+        if (QStandardPaths::findExecutable(QStringLiteral("trayer")).isEmpty() ||
+            QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty()) {
+            QSKIP("trayer and xdotool are needed (scripts/install-deps installs them)");
+        }
+        // A system tray, so that the program starts hidden in it.
+        m_tray.setProcessEnvironment(environment());
+        m_tray.start(QStringLiteral("trayer"), {QStringLiteral("--edge"), QStringLiteral("top")});
+        QVERIFY(m_tray.waitForStarted());
+    }
+
+    void cleanupTestCase() {
+        if (m_app.state() != QProcess::NotRunning) {
+            m_app.kill();
+            m_app.waitForFinished();
+        }
+        m_tray.kill();
+        m_tray.waitForFinished();
+    }
+
+    void summonTypeQuitAndFindTheTextAgain() {
+        startApp();
+        QTest::qWait(300);
+        QVERIFY(!panelVisible()); // in the tray, not in the way
+
+        // The global shortcut (Ctrl+Alt+Super+N by default) shows the panel.
+        QCOMPARE(xdotool({QStringLiteral("key"), QStringLiteral("ctrl+alt+super+n")}), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(panelVisible(), 5000);
+        QTest::qWait(200);
+        const QString typed = QStringLiteral("rent = 1450\nfood = 15% of rent\ntotal");
+        type(typed);
+        // Written within a second of the last keystroke: the note file, then the index.
+        QTRY_COMPARE_WITH_TIMEOUT(noteText(), typed, 1500);
+
+        // A second launch with --toggle hides the running panel and exits at once.
+        QCOMPARE(run(QStringLiteral(ZEMVAR_APP_PATH), {QStringLiteral("--toggle")}, environment()),
+                 0);
+        QTRY_VERIFY_WITH_TIMEOUT(!panelVisible(), 5000);
+        QCOMPARE(run(QStringLiteral(ZEMVAR_APP_PATH), {QStringLiteral("--toggle")}, environment()),
+                 0);
+        QTRY_VERIFY_WITH_TIMEOUT(panelVisible(), 5000);
+
+        // Text typed a moment before a termination signal is on disk when the program ends.
+        QTest::qWait(200);
+        type(QStringLiteral("\n2 * 21"));
+        m_app.terminate();
+        QVERIFY(m_app.waitForFinished(10000));
+        QCOMPARE(m_app.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_app.exitCode(), 0);
+        QCOMPARE(noteText(), typed + QStringLiteral("\n2 * 21"));
+
+        // Started again, it shows the same note; Ctrl+Q in the panel quits.
+        startApp();
+        QCOMPARE(run(QStringLiteral(ZEMVAR_APP_PATH), {QStringLiteral("--show")}, environment()),
+                 0);
+        QTRY_VERIFY_WITH_TIMEOUT(panelVisible(), 5000);
+        QTest::qWait(200);
+        QCOMPARE(xdotool({QStringLiteral("key"), QStringLiteral("ctrl+q")}), 0);
+        QVERIFY(m_app.waitForFinished(10000));
+        QCOMPARE(m_app.exitCode(), 0);
+        QCOMPARE(noteText(), typed + QStringLiteral("\n2 * 21"));
+    }
+};
+
+QTEST_GUILESS_MAIN(AppEndToEndTest)
+#include "app_end_to_end_test.moc"
