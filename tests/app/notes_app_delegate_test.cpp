@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+// Copyright (c) 2026 The Zemvar Notes authors
+#include "app/notes_app_delegate.h"
+#include "app/notes_model.h"
+#include "app/notes_panel.h"
+#include "app/notes_panel_controller.h"
+#include "app/qt_text.h"
+#include "app_test_support.h"
+#include "core/notes/library_lock.h"
+
+#include <memory>
+
+#include <QAction>
+#include <QMenu>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace zemvar::app;
+using zemvar::testing::AppSandbox;
+
+class NotesAppDelegateTest : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<AppSandbox> m_sandbox;
+    std::unique_ptr<NotesAppDelegate> m_delegate;
+
+    NotesAppDelegate& delegate() { return *m_delegate; }
+    QWidget& panel() { return *delegate().controller()->panel(); }
+
+    void start() {
+        m_delegate = std::make_unique<NotesAppDelegate>(m_sandbox->settings());
+        const auto problem = delegate().start(m_sandbox->library());
+        QVERIFY2(!problem, problem ? qPrintable(*problem) : "");
+    }
+
+    QStringList trayTitles() {
+        QStringList titles;
+        Q_EMIT delegate().trayMenu()->aboutToShow();
+        for (const QAction* action : delegate().trayMenu()->actions()) {
+            titles << (action->isSeparator() ? QStringLiteral("-") : action->text());
+        }
+        return titles;
+    }
+
+private Q_SLOTS:
+    void init() {
+        m_delegate.reset();
+        m_sandbox = std::make_unique<AppSandbox>();
+    }
+    void cleanup() { m_delegate.reset(); }
+
+    void startsOnTheLibraryAndHoldsItForItsWholeLife() {
+        start();
+        QCOMPARE(delegate().model()->notes().size(), std::size_t{1});
+        QVERIFY(!zemvar::core::LibraryLock::tryAcquire(toStdString(m_sandbox->library())));
+        m_delegate.reset();
+        QVERIFY(zemvar::core::LibraryLock::tryAcquire(toStdString(m_sandbox->library())));
+    }
+
+    void aLibraryHeldByAnotherProgramStopsTheStart() {
+        const auto held = zemvar::core::LibraryLock::acquire(toStdString(m_sandbox->library()));
+        NotesAppDelegate second(m_sandbox->settings());
+        QCOMPARE(
+            second.start(m_sandbox->library()),
+            QStringLiteral(
+                "The notes library is in use by another Zemvar Notes program. Close it and try "
+                "again."));
+        QVERIFY(second.start(QString()).has_value()); // and no folder at all is refused too
+    }
+
+    void withoutATrayThePanelShowsAtOnceAndTheShortcutErrorIsKept() {
+        start();
+        // The offscreen platform has neither a tray nor a way to grab keys.
+        QVERIFY(panel().isVisible());
+        QVERIFY(delegate().panelVisible());
+        QCOMPARE(delegate().shortcutError(),
+                 QStringLiteral("Could not register the shortcut (-1)."));
+    }
+
+    void theTrayMenuFollowsThePanel() {
+        start();
+        QCOMPARE(trayTitles(),
+                 (QStringList{QStringLiteral("Hide Notes"), QStringLiteral("New Note"),
+                              QStringLiteral("Export Note\u2026"), QStringLiteral("-"),
+                              QStringLiteral("Quit Zemvar Notes")}));
+        delegate().togglePanel();
+        QVERIFY(!panel().isVisible());
+        QCOMPARE(trayTitles().constFirst(), QStringLiteral("Show Notes"));
+        delegate().trayMenu()->actions().at(1)->trigger(); // New Note shows the panel first
+        QVERIFY(panel().isVisible());
+        QCOMPARE(delegate().model()->notes().size(), std::size_t{2});
+    }
+
+    void requestsFromLaterLaunchesShowToggleOrReopen() {
+        start();
+        delegate().handle({NotesRequest::Action::toggle, {}});
+        QVERIFY(!panel().isVisible());
+        delegate().handle({NotesRequest::Action::reopen, {}}); // nothing on screen: the panel
+        QVERIFY(panel().isVisible());
+        delegate().handle({NotesRequest::Action::show, {}});
+        QVERIFY(panel().isVisible());
+        delegate().handle({NotesRequest::Action::toggle, {}});
+        QVERIFY(!panel().isVisible());
+    }
+
+    void quittingWaitsForEveryEditToBeOnDisk() {
+        start();
+        NotesModel& model = *delegate().model();
+        delegate().togglePanel();
+        const QString file = m_sandbox->noteFile(toQString(model.current().id.string()));
+        AppSandbox::writeFile(file, QByteArray("\xFF not UTF-8"));
+        model.updateText(QStringLiteral("must not be lost"));
+        QVERIFY(!delegate().requestQuit());
+        QVERIFY(panel().isVisible()); // the note comes forward with the save error
+        QVERIFY(model.bannerMessage().startsWith(QStringLiteral("Could not save this note: ")));
+        QCOMPARE(toQString(model.current().text), QStringLiteral("must not be lost"));
+
+        AppSandbox::writeFile(file, "fixed outside");
+        QVERIFY(delegate().requestQuit());
+        QCOMPARE(AppSandbox::readFile(file), QByteArray("must not be lost"));
+    }
+};
+
+QTEST_MAIN(NotesAppDelegateTest)
+#include "notes_app_delegate_test.moc"
