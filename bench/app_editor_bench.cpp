@@ -16,14 +16,12 @@
 #include "app/note_editor_view.h"
 #include "app/notes_model.h"
 #include "app/qt_text.h"
+#include "bench_data.h"
 #include "core/notes/note_store.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -41,20 +39,7 @@ namespace {
 using namespace zemvar;
 
 std::string loadCalculationNote(std::string& error) {
-    const char* folder = std::getenv("ZEMVAR_BENCH_DATA");
-    if (folder == nullptr || *folder == '\0') {
-        error = "ZEMVAR_BENCH_DATA is not set (a folder with calc-full.txt from gen_calc_note.py)";
-        return {};
-    }
-    const std::string path = std::string(folder) + "/calc-full.txt";
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        error = "cannot read " + path;
-        return {};
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return zemvar::bench::readBenchData("calc-full.txt", error);
 }
 
 // A Swift source of `size` characters or a little more: functions, comments, strings and

@@ -5,12 +5,11 @@
 // that only splits it into lines and tokenizes them. The notes come from
 // shared/bench/gen_calc_note.py, saved as calc-<variant>.txt in the folder named by the
 // environment variable ZEMVAR_BENCH_DATA.
+
+#include "bench_data.h"
 #include "core/calc/line_evaluator.h"
 #include "core/calc/tokenizer.h"
 
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -34,21 +33,7 @@ constexpr Variant variants[] = {
 
 // Returns the note's text, or an explanation of why it is missing in `error`.
 std::string loadNote(const Variant& variant, std::string& error) {
-    const char* folder = std::getenv("ZEMVAR_BENCH_DATA");
-    if (folder == nullptr || *folder == '\0') {
-        error = "ZEMVAR_BENCH_DATA is not set (a folder with calc-full.txt etc. from "
-                "gen_calc_note.py)";
-        return {};
-    }
-    const std::string path = std::string(folder) + "/" + variant.file;
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        error = "cannot read " + path;
-        return {};
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return zemvar::bench::readBenchData(variant.file, error);
 }
 
 void evaluateNote(benchmark::State& state, const Variant& variant) {

@@ -64,32 +64,30 @@ AppIcon modeIcon(NoteMode mode) {
     return AppIcon::textMode;
 }
 
+// The panel's colours when "appearance" forces light or dark.
 QPalette forcedPalette(bool dark) {
+    struct Colours {
+        QPalette::ColorRole role;
+        QRgb light;
+        QRgb dark;
+    };
+    static constexpr Colours colours[] = {
+        {QPalette::Window, 0xF6F5F2, 0x232428},
+        {QPalette::WindowText, 0x1F2024, 0xECECEE},
+        {QPalette::Base, 0xFFFFFE, 0x1B1C1F},
+        {QPalette::AlternateBase, 0xEFEEEA, 0x2A2B30},
+        {QPalette::Text, 0x1F2024, 0xECECEE},
+        {QPalette::Button, 0xECEBE7, 0x2E2F34},
+        {QPalette::ButtonText, 0x1F2024, 0xECECEE},
+        {QPalette::Highlight, 0x4F46E5, 0x635BFF},
+        {QPalette::HighlightedText, 0xFFFFFF, 0xFFFFFF},
+        {QPalette::PlaceholderText, 0x8E8D88, 0x8A8B91},
+        {QPalette::ToolTipBase, 0xFFFFF0, 0x2E2F34},
+        {QPalette::ToolTipText, 0x1F2024, 0xECECEE},
+    };
     QPalette palette;
-    if (dark) {
-        palette.setColor(QPalette::Window, QColor(0x23, 0x24, 0x28));
-        palette.setColor(QPalette::WindowText, QColor(0xEC, 0xEC, 0xEE));
-        palette.setColor(QPalette::Base, QColor(0x1B, 0x1C, 0x1F));
-        palette.setColor(QPalette::AlternateBase, QColor(0x2A, 0x2B, 0x30));
-        palette.setColor(QPalette::Text, QColor(0xEC, 0xEC, 0xEE));
-        palette.setColor(QPalette::Button, QColor(0x2E, 0x2F, 0x34));
-        palette.setColor(QPalette::ButtonText, QColor(0xEC, 0xEC, 0xEE));
-        palette.setColor(QPalette::Highlight, QColor(0x63, 0x5B, 0xFF));
-        palette.setColor(QPalette::HighlightedText, Qt::white);
-        palette.setColor(QPalette::PlaceholderText, QColor(0x8A, 0x8B, 0x91));
-        palette.setColor(QPalette::ToolTipBase, QColor(0x2E, 0x2F, 0x34));
-        palette.setColor(QPalette::ToolTipText, QColor(0xEC, 0xEC, 0xEE));
-    } else {
-        palette.setColor(QPalette::Window, QColor(0xF6, 0xF5, 0xF2));
-        palette.setColor(QPalette::WindowText, QColor(0x1F, 0x20, 0x24));
-        palette.setColor(QPalette::Base, QColor(0xFF, 0xFF, 0xFE));
-        palette.setColor(QPalette::AlternateBase, QColor(0xEF, 0xEE, 0xEA));
-        palette.setColor(QPalette::Text, QColor(0x1F, 0x20, 0x24));
-        palette.setColor(QPalette::Button, QColor(0xEC, 0xEB, 0xE7));
-        palette.setColor(QPalette::ButtonText, QColor(0x1F, 0x20, 0x24));
-        palette.setColor(QPalette::Highlight, QColor(0x4F, 0x46, 0xE5));
-        palette.setColor(QPalette::HighlightedText, Qt::white);
-        palette.setColor(QPalette::PlaceholderText, QColor(0x8E, 0x8D, 0x88));
+    for (const Colours& colour : colours) {
+        palette.setColor(colour.role, QColor::fromRgb(dark ? colour.dark : colour.light));
     }
     return palette;
 }

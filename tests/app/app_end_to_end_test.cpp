@@ -3,11 +3,14 @@
 //
 // The installed program as a person uses it, on a real X server with a system tray: summoned
 // with the global shortcut and with --toggle, typed into, quit, and started again.
+#include "app/single_instance.h"
+
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -32,6 +35,12 @@ private:
         return env;
     }
     QString library() const { return m_home.filePath(QStringLiteral("data/Zemvar Notes")); }
+
+    bool accepting() const {
+        QLocalSocket socket;
+        socket.connectToServer(zemvar::app::SingleInstance::serverName(library()));
+        return socket.waitForConnected(100);
+    }
 
     static int run(const QString& program, const QStringList& arguments,
                    const QProcessEnvironment& env) {
@@ -71,8 +80,8 @@ private:
         m_app.setProcessChannelMode(QProcess::ForwardedChannels);
         m_app.start(QStringLiteral(ZEMVAR_APP_PATH), {});
         QVERIFY(m_app.waitForStarted());
-        // Ready once a second launch can hand its request over (or the panel shows).
-        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(library() + QStringLiteral("/index.json")), 10000);
+        // Ready once it takes the requests of later launches.
+        QTRY_VERIFY_WITH_TIMEOUT(accepting(), 10000);
     }
     QString noteText() const {
         QFile index(library() + QStringLiteral("/index.json"));
