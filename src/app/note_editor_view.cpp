@@ -63,6 +63,8 @@ public:
 
     // Set while the text is replaced from outside, so that the change is not reported back.
     bool suppress = false;
+    // The user changed the text; reported once the document has finished the change.
+    bool edited = false;
     // A text given to setText that the document stores differently ("\r\n" becomes "\n"), and
     // what it became: giving it again changes nothing.
     QString normalisedFrom;
@@ -71,17 +73,22 @@ public:
     // anew for every keystroke takes longer than everything else a keystroke does.
     QString text;
 
-    void followEdit(int position, int removed, int added);
+    /// Brings `text` up to date with a change of the document; returns whether its characters
+    /// changed (colouring and relayout report changes that leave them as they are).
+    bool followEdit(int position, int removed, int added);
+    void replaceText(const QString& replacement);
 
     void applyFont();
     void applyLines();
     void applyColors(const QPalette& palette);
+    /// The language the text is coloured in: the note's in code notes, none in others.
+    std::optional<core::NoteCodeLanguage> highlightLanguage() const;
     void applyHighlighting();
     void applyResults();
     void updateColumn();
 };
 
-void NoteEditorView::Private::followEdit(int position, int removed, int added) {
+bool NoteEditorView::Private::followEdit(int position, int removed, int added) {
     const QTextDocument* document = view->document();
     const auto oldLength = static_cast<int>(text.size());
     const int newLength = document->characterCount() - 1;
@@ -89,15 +96,33 @@ void NoteEditorView::Private::followEdit(int position, int removed, int added) {
     removed = std::min(removed, oldLength - position);
     added = newLength - (oldLength - removed);
     if (position < 0 || removed < 0 || added < 0 || position + added > newLength) {
-        text = view->text();
-        return;
+        QString current = view->text();
+        const bool changed = current != text;
+        text = std::move(current);
+        return changed;
     }
     QTextCursor cursor(view->document());
     cursor.setPosition(position);
     cursor.setPosition(position + added, QTextCursor::KeepAnchor);
     QString inserted = cursor.selectedText();
     inserted.replace(QChar::ParagraphSeparator, u'\n');
+    if (QStringView(text).mid(position, removed) == inserted) {
+        return false;
+    }
     text.replace(position, removed, inserted);
+    return true;
+}
+
+void NoteEditorView::Private::replaceText(const QString& replacement) {
+    const QString current = text;
+    if (replacement == current || (replacement == normalisedFrom && current == normalisedTo)) {
+        return;
+    }
+    const bool wasSuppressed = std::exchange(suppress, true);
+    view->setPlainText(replacement);
+    suppress = wasSuppressed;
+    normalisedFrom = text == replacement ? QString() : replacement;
+    normalisedTo = text == replacement ? QString() : text;
 }
 
 void NoteEditorView::Private::applyFont() {
@@ -123,9 +148,12 @@ void NoteEditorView::Private::applyColors(const QPalette& palette) {
     view->setSeparatorColor(separatorColor(palette));
 }
 
+std::optional<core::NoteCodeLanguage> NoteEditorView::Private::highlightLanguage() const {
+    return mode == core::NoteMode::code ? std::optional(language) : std::nullopt;
+}
+
 void NoteEditorView::Private::applyHighlighting() {
-    highlighter->setLanguage(mode == core::NoteMode::code ? std::optional(language) : std::nullopt,
-                             dark);
+    highlighter->setLanguage(highlightLanguage(), dark);
 }
 
 void NoteEditorView::Private::applyResults() {
@@ -172,11 +200,17 @@ NoteEditorView::NoteEditorView(QWidget* parent)
     d->highlighter = new NoteSyntaxHighlighter(d->view->document());
     setFocusProxy(d->view);
 
-    connect(
-        d->view->document(), &QTextDocument::contentsChange, this,
-        [this](int position, int removed, int added) { d->followEdit(position, removed, added); });
+    // Only a change of the characters is an edit, and only one the editor did not make itself:
+    // the document also reports colouring, relayout and format changes as "changes".
+    connect(d->view->document(), &QTextDocument::contentsChange, this,
+            [this](int position, int removed, int added) {
+                if (d->followEdit(position, removed, added) && !d->suppress) {
+                    d->edited = true;
+                }
+            });
+    // Reported once the document has laid the change out, so that listeners see it in place.
     connect(d->view, &QPlainTextEdit::textChanged, this, [this] {
-        if (!d->suppress) {
+        if (std::exchange(d->edited, false)) {
             Q_EMIT textEdited(text());
         }
     });
@@ -194,17 +228,26 @@ NoteEditorView::~NoteEditorView() {
     delete d;
 }
 
-void NoteEditorView::setText(const QString& text) {
-    const QString current = this->text();
-    if (text == current || (text == d->normalisedFrom && current == d->normalisedTo)) {
-        return;
+void NoteEditorView::showDocument(const QString& text, core::NoteMode mode,
+                                  core::NoteCodeLanguage language) {
+    const bool wasSuppressed = std::exchange(d->suppress, true);
+    d->mode = mode;
+    d->language = language;
+    if (d->highlighter->language() != d->highlightLanguage()) {
+        // The old colours go before the new text comes, which is then coloured once.
+        d->highlighter->setLanguage(std::nullopt, d->dark);
     }
-    d->suppress = true;
-    d->view->setPlainText(text);
-    d->suppress = false;
-    const QString stored = this->text();
-    d->normalisedFrom = stored == text ? QString() : text;
-    d->normalisedTo = stored == text ? QString() : stored;
+    d->replaceText(text);
+    d->view->document()->clearUndoRedoStacks();
+    d->applyFont();
+    d->applyLines();
+    d->applyHighlighting();
+    d->applyResults();
+    d->suppress = wasSuppressed;
+}
+
+void NoteEditorView::setText(const QString& text) {
+    d->replaceText(text);
 }
 
 QString NoteEditorView::text() const {

@@ -34,6 +34,10 @@ public:
     explicit NoteEditorView(QWidget* parent = nullptr);
     ~NoteEditorView() override;
 
+    /// Shows another document: its text, mode and code language in one step, coloured once, with
+    /// a fresh undo history (undo never reaches back into the document shown before). Never
+    /// emits textEdited.
+    void showDocument(const QString& text, core::NoteMode mode, core::NoteCodeLanguage language);
     /// Replaces the whole text when it differs from the editor's; never emits textEdited.
     void setText(const QString& text);
     QString text() const;
@@ -62,7 +66,9 @@ public:
     int reservedColumn() const;
 
 Q_SIGNALS:
-    /// Every change the user makes to the text, at once (no debounce).
+    /// Every change the user makes to the text (typing, paste, drop, cut, undo, redo), at once
+    /// (no debounce). Nothing else emits it: not setText or showDocument, nor a change of mode,
+    /// language, font, palette, results, ruled lines or editability, which leave the text as it is.
     void textEdited(const QString& text);
     /// A horizontal two-finger swipe: +1 for the next note, -1 for the previous one.
     void swiped(int step);

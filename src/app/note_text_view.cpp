@@ -22,6 +22,7 @@
 #include <QTabBar>
 #include <QTextBlock>
 #include <QTextDocument>
+#include <QTextDocumentFragment>
 #include <QTextLayout>
 #include <QTimer>
 #include <QWheelEvent>
@@ -385,17 +386,35 @@ void NoteTextView::dropEvent(QDropEvent* event) {
     QPlainTextEdit::dropEvent(event);
 }
 
+namespace {
+
+// What a paste or drop inserts: the plain text the source offers, else the text of its HTML
+// (a browser or an office program may offer HTML only).
+QString plainTextOf(const QMimeData* source) {
+    if (source == nullptr) {
+        return {};
+    }
+    if (source->hasText() && !source->text().isEmpty()) {
+        return source->text();
+    }
+    return source->hasHtml() ? QTextDocumentFragment::fromHtml(source->html()).toPlainText()
+                             : QString();
+}
+
+} // namespace
+
 bool NoteTextView::canInsertFromMimeData(const QMimeData* source) const {
-    return source->hasText() && !source->text().isEmpty();
+    return !plainTextOf(source).isEmpty();
 }
 
 void NoteTextView::insertFromMimeData(const QMimeData* source) {
     // Plain text only: Qt would otherwise turn pasted Markdown or HTML into formatted text.
-    if (isReadOnly() || source == nullptr || !source->hasText()) {
+    const QString text = plainTextOf(source);
+    if (isReadOnly() || text.isEmpty()) {
         return;
     }
     QTextCursor cursor = textCursor();
-    cursor.insertText(source->text());
+    cursor.insertText(text);
     setTextCursor(cursor);
     linePitchLayout(document())->flushSizeChange();
     ensureCursorVisible();

@@ -121,8 +121,12 @@ NotesRootView::NotesRootView(NotesModel& model, QSettings& settings, QWidget* pa
     layout->addLayout(content, 1);
     layout->addWidget(buildFooter());
 
-    connect(m_editor, &NoteEditorView::textEdited, this,
-            [this](const QString& text) { m_model.updateText(text); });
+    connect(m_editor, &NoteEditorView::textEdited, this, [this](const QString& text) {
+        // An edit belongs to the note the editor shows; it never reaches another one.
+        if (m_shownNote == m_model.current().id) {
+            m_model.updateText(text);
+        }
+    });
     connect(m_editor, &NoteEditorView::swiped, this, [this](int step) {
         if (step > 0) {
             m_model.goToNext();
@@ -396,10 +400,16 @@ void NotesRootView::applySettings() {
 
 void NotesRootView::showCurrentNote() {
     const core::NoteDocument note = m_model.current();
-    m_editor->setMode(note.mode);
-    m_editor->setCodeLanguage(note.codeLanguage);
+    if (note.id != m_shownNote) {
+        // Another note: text, mode and language change together, and undo starts afresh.
+        m_shownNote = note.id;
+        m_editor->showDocument(toQString(note.text), note.mode, note.codeLanguage);
+    } else {
+        m_editor->setText(toQString(note.text));
+        m_editor->setMode(note.mode);
+        m_editor->setCodeLanguage(note.codeLanguage);
+    }
     m_editor->setEditable(m_model.isLoaded());
-    m_editor->setText(toQString(note.text));
     m_editor->setResults(m_model.results());
     m_editor->setAcceptsFileDrops(static_cast<bool>(m_model.requestOpenURLs));
     const bool preview = note.mode == NoteMode::markdown && m_previewing;

@@ -2,6 +2,8 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #pragma once
 
+#include "core/notes/note_document.h"
+
 #include <QSettings>
 #include <QWidget>
 
@@ -59,6 +61,8 @@ private:
 
     NotesModel& m_model;
     QSettings& m_settings;
+    /// The note the editor shows.
+    core::Uuid m_shownNote;
     bool m_dark = false;
     bool m_previewing = false;
 

@@ -6,6 +6,7 @@
 #include "app/results_overlay.h"
 
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include <QFontInfo>
 #include <QFontMetricsF>
 #include <QImage>
+#include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
@@ -138,9 +140,11 @@ private Q_SLOTS:
         QFETCH(bool, monospaced);
         editor().setMode(mode);
         editor().setFontSize(17);
-        const QFontInfo info(view()->font());
-        QCOMPARE(info.fixedPitch(), monospaced);
-        QCOMPARE(info.pixelSize(), 17);
+        // What the reader sees: in a monospaced font "i" is as wide as "M". (Some monospaced
+        // fonts, such as Noto Sans Mono, do not call themselves fixed-pitch.)
+        const QFontMetricsF metrics(view()->font());
+        QCOMPARE(metrics.horizontalAdvance(u'i') == metrics.horizontalAdvance(u'M'), monospaced);
+        QCOMPARE(QFontInfo(view()->font()).pixelSize(), 17);
         QCOMPARE(editor().overlay()->font(), view()->font());
     }
 
@@ -351,6 +355,47 @@ private Q_SLOTS:
         QCOMPARE(edited.count(), reported);
     }
 
+    // Restyling recolours, relayouts and re-reads the text, and reports nothing, in any order.
+    void restylingNeverReportsAnEdit() {
+        const std::vector<std::function<void(int)>> changes = {
+            [this](int k) { editor().setMode(static_cast<NoteMode>(k % 4)); },
+            [this](int k) { editor().setCodeLanguage(zemvar::core::allNoteCodeLanguages[k % 9]); },
+            [this](int k) { editor().setFontSize(11 + k % 10); },
+            [this](int k) { editor().setDark(k % 2 == 0); },
+            [this](int k) { editor().setShowsLines(k % 2 == 0); },
+            [this](int k) { editor().setEditable(k % 3 != 0); },
+            [this](int k) { editor().setResults({result(0, k % 2 == 0 ? "3" : "12,345.5")}); },
+            [this](int k) {
+                editor().showDocument(k % 2 == 0 ? QStringLiteral("let a = 1 // x")
+                                                 : QStringLiteral("# other\n1 + 2"),
+                                      static_cast<NoteMode>(k % 4),
+                                      zemvar::core::allNoteCodeLanguages[k % 9]);
+            },
+        };
+        QSignalSpy edited(&editor(), &NoteEditorView::textEdited);
+        QRandomGenerator random(11);
+        for (int step = 0; step < 400; ++step) {
+            changes[random.bounded(int(changes.size()))](random.bounded(100));
+        }
+        QCOMPARE(edited.count(), 0);
+    }
+
+    void anotherDocumentStartsWithoutUndo() {
+        QSignalSpy edited(&editor(), &NoteEditorView::textEdited);
+        for (const QString& next : {QStringLiteral("second"), QStringLiteral("first")}) {
+            editor().showDocument(QStringLiteral("first"), NoteMode::text,
+                                  zemvar::core::NoteCodeLanguage::swift);
+            view()->setFocus();
+            QTest::keyClicks(view(), QStringLiteral("abc"));
+            // Even a document whose text equals the one typed over starts afresh.
+            editor().showDocument(next, NoteMode::code, zemvar::core::NoteCodeLanguage::python);
+            const int reported = int(edited.count());
+            QTest::keySequence(view(), QKeySequence::Undo);
+            QCOMPARE(editor().text(), next);
+            QCOMPARE(edited.count(), reported);
+        }
+    }
+
     void theReportedTextFollowsEveryEdit() {
         QSignalSpy edited(&editor(), &NoteEditorView::textEdited);
         editor().setText(QStringLiteral("first line\nsecond\u00a0line\n"));
@@ -392,15 +437,34 @@ private Q_SLOTS:
         QCOMPARE(view()->textCursor().position(), 3);
     }
 
+    void pasteInsertsPlainText_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("html");
+        QTest::addColumn<QString>("inserted");
+        QTest::newRow("text, html and markdown")
+            << QStringLiteral("# Big **bold**") << QStringLiteral("<h1>Big <b>bold</b></h1>")
+            << QStringLiteral("# Big **bold**");
+        QTest::newRow("html only")
+            << QString() << QStringLiteral("<p>Big <b>bold</b></p><p>next</p>")
+            << QStringLiteral("Big bold\nnext");
+    }
+
     void pasteInsertsPlainText() {
+        QFETCH(QString, text);
+        QFETCH(QString, html);
+        QFETCH(QString, inserted);
         editor().setText(QString());
         auto* mime = new QMimeData;
-        mime->setData(QStringLiteral("text/markdown"), QByteArrayLiteral("# Big **bold**"));
-        mime->setHtml(QStringLiteral("<h1>Big <b>bold</b></h1>"));
-        mime->setText(QStringLiteral("# Big **bold**"));
+        mime->setData(QStringLiteral("text/markdown"), text.toUtf8());
+        mime->setHtml(html);
+        if (!text.isEmpty()) {
+            mime->setText(text);
+        }
         QGuiApplication::clipboard()->setMimeData(mime);
+        QSignalSpy edited(&editor(), &NoteEditorView::textEdited);
         view()->paste();
-        QCOMPARE(editor().text(), QStringLiteral("# Big **bold**"));
+        QCOMPARE(editor().text(), inserted);
+        QCOMPARE(edited.count(), 1);
         QTextCursor cursor(view()->document());
         cursor.movePosition(QTextCursor::End);
         QCOMPARE(cursor.charFormat().fontWeight(), QFont::Normal);
