@@ -10,6 +10,7 @@
 #include <cmath>
 
 #include <QApplication>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPainter>
@@ -101,11 +102,16 @@ NotesSidebar::NotesSidebar(NotesModel& model, QWidget* parent)
     layout->addWidget(m_list, 1);
 
     connect(m_search, &QLineEdit::textChanged, this, &NotesSidebar::refresh);
-    connect(m_list, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) {
-        if (const auto id = core::Uuid::parse(toStdString(item->data(idRole).toString()))) {
-            m_model.select(*id);
+    // A click, or Return on a row, shows the note; Return in the search field shows the first
+    // note found and Down moves into the list.
+    connect(m_list, &QListWidget::itemClicked, this, &NotesSidebar::open);
+    connect(m_list, &QListWidget::itemActivated, this, &NotesSidebar::open);
+    connect(m_search, &QLineEdit::returnPressed, this, [this] {
+        if (m_list->count() > 0) {
+            open(m_list->item(0));
         }
     });
+    m_search->installEventFilter(this);
     connect(m_list, &QListWidget::customContextMenuRequested, this, &NotesSidebar::showContextMenu);
     connect(&m_model, &NotesModel::notesChanged, this, &NotesSidebar::refresh);
     connect(&m_model, &NotesModel::currentIndexChanged, this, &NotesSidebar::refresh);
@@ -129,6 +135,24 @@ void NotesSidebar::refresh() {
             m_list->setCurrentItem(item);
         }
     }
+}
+
+void NotesSidebar::open(QListWidgetItem* item) {
+    if (const auto id = core::Uuid::parse(toStdString(item->data(idRole).toString()))) {
+        m_model.select(*id);
+    }
+}
+
+bool NotesSidebar::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_search && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Down && m_list->count() > 0) {
+        m_list->setFocus(Qt::TabFocusReason);
+        if (m_list->currentRow() < 0) {
+            m_list->setCurrentRow(0);
+        }
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void NotesSidebar::showContextMenu(const QPoint& position) {

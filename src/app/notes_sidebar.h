@@ -32,7 +32,11 @@ public:
     /// "3 months ago"; "in 2 hours", "tomorrow" for the future.
     static QString relativeDate(core::Date date, core::Date now);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    void open(QListWidgetItem* item);
     void showContextMenu(const QPoint& position);
 
     NotesModel& m_model;
