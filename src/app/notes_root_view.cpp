@@ -333,6 +333,12 @@ QWidget* NotesRootView::buildFooter() {
     connect(m_previewButtons, &QButtonGroup::idClicked, this, [this](int id) {
         m_previewing = id == 1;
         showCurrentNote();
+        // Typing, or scrolling by keys, goes on in what is shown now.
+        if (m_previewing) {
+            m_preview->setFocus(Qt::OtherFocusReason);
+        } else {
+            m_editor->setFocus(Qt::OtherFocusReason);
+        }
     });
     row->addWidget(m_previewSwitch);
 
@@ -340,6 +346,8 @@ QWidget* NotesRootView::buildFooter() {
     m_language->setObjectName(QStringLiteral("language"));
     m_language->setAccessibleName(QStringLiteral("Language"));
     m_language->setToolTip(QStringLiteral("Syntax highlighting language"));
+    // Reached by Tab; a click opens the list without taking the typing away from the note.
+    m_language->setFocusPolicy(Qt::TabFocus);
     connect(m_language, &QComboBox::activated, this, &NotesRootView::chooseLanguage);
     row->addWidget(m_language);
 
