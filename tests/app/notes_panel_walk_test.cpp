@@ -685,6 +685,9 @@ private Q_SLOTS:
             if (QTest::currentTestFailed()) {
                 return;
             }
+            if (m_step % 10000 == 0) {
+                qInfo("%d steps, %zu notes", m_step, m_notes.size());
+            }
         }
         m_app.reset();
     }
