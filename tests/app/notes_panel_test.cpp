@@ -15,6 +15,7 @@
 
 #include <memory>
 
+#include <QAbstractButton>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -52,7 +53,9 @@ private:
         for (int i = 1; i < notes; ++i) {
             model().createNote();
         }
-        model().select(model().notes().front().id);
+        if (!model().notes().empty()) {
+            model().select(model().notes().front().id);
+        }
         auto* root = new NotesRootView(model(), m_sandbox->settings());
         m_controller = std::make_unique<NotesPanelController>(model(), m_sandbox->settings(), root,
                                                               m_sandbox->library());
@@ -327,17 +330,50 @@ private Q_SLOTS:
         QCOMPARE(toQString(model().results()[0].text), QStringLiteral("42"));
     }
 
-    void theBannerShowsMessagesAndCanBeDismissed() {
+    // Retry retries what failed, and both banner buttons hand the keyboard back to the note, so
+    // that typing goes on where it belongs.
+    void theBannerButtonsRetryAndHandTheKeyboardBack_data() {
+        QTest::addColumn<QString>("failure");
+        QTest::addColumn<QString>("button");
+        QTest::newRow("load, retry") << "load"
+                                     << "retry";
+        QTest::newRow("save, retry") << "save"
+                                     << "retry";
+        QTest::newRow("save, dismiss") << "save"
+                                       << "dismiss";
+    }
+    void theBannerButtonsRetryAndHandTheKeyboardBack() {
+        QFETCH(QString, failure);
+        QFETCH(QString, button);
+        const QString blocker = m_sandbox->library() + QStringLiteral("/notes");
+        if (failure == QLatin1String("load")) {
+            AppSandbox::writeFile(blocker, "a file where the folder belongs");
+        }
         makePanel();
         showPanel();
-        QVERIFY(!named<QWidget>("banner")->isVisible());
-        model().setBannerMessage(QStringLiteral("Could not save this note: disk full"));
+        QString file;
+        if (failure == QLatin1String("save")) {
+            file = m_sandbox->noteFile(toQString(model().current().id.string()));
+            AppSandbox::writeFile(file, QByteArray("\xFF not UTF-8"));
+            QTest::keyClicks(view().editor()->textView(), QStringLiteral("kept"));
+            QVERIFY(!model().flush());
+            AppSandbox::writeFile(file, "repaired outside");
+        } else {
+            QFile::remove(blocker);
+        }
         QVERIFY(named<QWidget>("banner")->isVisible());
-        QCOMPARE(named<QLabel>("banner-text")->text(),
-                 QStringLiteral("Could not save this note: disk full"));
-        named<QToolButton>("dismiss")->click();
-        QVERIFY(model().bannerMessage().isNull());
+        QCOMPARE(named<QLabel>("banner-text")->text(), model().bannerMessage());
+
+        auto* pressed = named<QAbstractButton>(qPrintable(button));
+        pressed->setFocus(Qt::TabFocusReason); // reached from the keyboard
+        QTest::keyClick(pressed, Qt::Key_Space);
         QVERIFY(!named<QWidget>("banner")->isVisible());
+        QVERIFY(model().isLoaded());
+        if (button == QLatin1String("retry") && failure == QLatin1String("save")) {
+            QCOMPARE(AppSandbox::readFile(file), QByteArray("kept")); // without another keystroke
+        }
+        QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("!"));
+        QVERIFY(toQString(model().current().text).endsWith(QLatin1Char('!')));
     }
 
     void theNotesListSearchesAndShowsPins() {
