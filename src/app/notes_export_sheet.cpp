@@ -36,6 +36,12 @@ QString absolutePath(const QString& folder, const QString& typed) {
     return QDir::cleanPath(QDir(folder).absoluteFilePath(typed));
 }
 
+// The folder the dialog starts in: the user's Documents folder when it exists, else home.
+QString startFolder() {
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return !documents.isEmpty() && QFileInfo(documents).isDir() ? documents : QDir::homePath();
+}
+
 } // namespace
 
 NotesExportSheet::NotesExportSheet(const core::NoteDocument& note, QWidget* parent)
@@ -99,11 +105,6 @@ NotesExportSheet::NotesExportSheet(const core::NoteDocument& note, QWidget* pare
 
 QString NotesExportSheet::proposedName() const {
     return confirmedName(toQString(core::NoteExport::suggestedFilename(m_note, m_formats.front())));
-}
-
-QString NotesExportSheet::startFolder() {
-    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    return !documents.isEmpty() && QFileInfo(documents).isDir() ? documents : QDir::homePath();
 }
 
 std::optional<core::NoteExportFormat> NotesExportSheet::selectedFormat() const {

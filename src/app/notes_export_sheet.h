@@ -51,9 +51,6 @@ public:
     /// or a null string when it is acceptable.
     QString validationError(const QString& path) const;
 
-    /// The folder the dialog starts in: the user's Documents folder when it exists, else home.
-    static QString startFolder();
-
     void accept() override;
 
 private:
