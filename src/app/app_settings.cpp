@@ -23,6 +23,14 @@ QString libraryFolder() {
     return data.isEmpty() ? QString() : QDir(data).filePath(QStringLiteral("Zemvar Notes"));
 }
 
+QString rescueFolder() {
+    QString state = qEnvironmentVariable("XDG_STATE_HOME");
+    if (!QDir::isAbsolutePath(state)) {
+        state = QDir::homePath() + QStringLiteral("/.local/state");
+    }
+    return QDir(state).filePath(QStringLiteral("Zemvar Notes/rescued"));
+}
+
 std::string icuLocaleName(const QLocale& locale) {
     if (locale.language() == QLocale::C) {
         return "en_US";

@@ -23,6 +23,8 @@ inline const QString notebookLines = QStringLiteral("notebookLines");           
 inline const QString focusBackdropEnabled = QStringLiteral("focusBackdropEnabled"); ///< false
 inline const QString lastOpenNoteID = QStringLiteral("lastOpenNoteID");     ///< upper-case UUID
 inline const QString panelGeometry = QStringLiteral("NotesPanel/geometry"); ///< saved frame
+/// string list: rescue files written at the last termination, not yet reported to the user
+inline const QString rescuedNotes = QStringLiteral("rescuedNotes");
 
 inline constexpr double defaultEditorFontSize = 14;
 
@@ -32,6 +34,11 @@ std::unique_ptr<QSettings> openAppSettings();
 /// The notes library folder: $ZEMVAR_NOTES_LIBRARY when set, else "Zemvar Notes" in the
 /// generic data location (~/.local/share). Empty when the platform offers no such location.
 QString libraryFolder();
+
+/// Where the unsaved text of a note that could not be saved is kept when the program is
+/// terminated: "Zemvar Notes/rescued" in $XDG_STATE_HOME (~/.local/state when that is unset or
+/// not absolute). Outside the library, so that a failing library does not take it down too.
+QString rescueFolder();
 
 /// `locale` as an ICU locale name for the calculation engine: "de_DE" for German (Germany);
 /// the C locale becomes "en_US".

@@ -13,15 +13,23 @@
 #include "core/notes/library_lock.h"
 #include "core/notes/note_store.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <exception>
+#include <stdexcept>
+#include <system_error>
+#include <unistd.h>
 
 #include <QApplication>
+#include <QDateTime>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QKeySequence>
 #include <QMenu>
 #include <QPointer>
 #include <QSessionManager>
 #include <QSystemTrayIcon>
+#include <QTemporaryFile>
 #include <QThread>
 
 namespace zemvar::app {
@@ -39,6 +47,35 @@ std::unique_ptr<core::LibraryLock> takeLibraryLock(const QString& folder) {
             throw core::LibraryInUseError();
         }
         QThread::msleep(50);
+    }
+}
+
+// Writes `bytes` to a new file "<stem>.txt" in `folder` ("<stem>-2.txt" and so on when that
+// name is taken), completely or not at all, and never over an existing file. Returns the
+// file's path; throws std::runtime_error with the reason.
+QString writeNewFile(const QString& folder, const QString& stem, const QByteArray& bytes) {
+    if (!QDir().mkpath(folder)) {
+        throw std::runtime_error("cannot create the folder " + toStdString(folder));
+    }
+    QTemporaryFile temporary(QDir(folder).filePath(QStringLiteral(".rescue-XXXXXX")));
+    if (!temporary.open() || temporary.write(bytes) != bytes.size() || !temporary.flush()) {
+        throw std::runtime_error(toStdString(temporary.errorString()));
+    }
+    if (::fsync(temporary.handle()) != 0) {
+        throw std::system_error(errno, std::generic_category(), toStdString(temporary.fileName()));
+    }
+    const QByteArray written = QFile::encodeName(temporary.fileName());
+    for (int copy = 1;; ++copy) {
+        const QString path = QDir(folder).filePath(
+            stem + (copy > 1 ? QLatin1Char('-') + QString::number(copy) : QString()) +
+            QStringLiteral(".txt"));
+        // A second name for the written file: it appears complete, and never replaces one.
+        if (::link(written.constData(), QFile::encodeName(path).constData()) == 0) {
+            return path; // the temporary name goes with `temporary`
+        }
+        if (errno != EEXIST) {
+            throw std::system_error(errno, std::generic_category(), toStdString(path));
+        }
     }
 }
 
@@ -68,6 +105,7 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
     // The store, the model (which loads the library; a failure becomes its banner), the panel.
     m_store = std::make_unique<core::NoteStore>(toStdString(libraryFolder));
     m_model = std::make_unique<NotesModel>(*m_store, m_settings);
+    reportRescuedNotes();
     auto* content = new NotesRootView(*m_model, m_settings);
     m_controller =
         std::make_unique<NotesPanelController>(*m_model, m_settings, content, libraryFolder);
@@ -202,11 +240,69 @@ bool NotesAppDelegate::requestQuit() {
         m_controller->show();
         return false;
     }
+    quit();
+    return true;
+}
+
+void NotesAppDelegate::terminate() {
+    if (m_terminating) {
+        return;
+    }
+    m_terminating = true;
+    // The session would kill a program that stays: the text goes somewhere safe instead.
+    if (m_model && !m_model->flush()) {
+        rescueUnsavedText();
+    }
+    quit();
+}
+
+void NotesAppDelegate::quit() {
     if (m_controller && m_controller->panel()->isVisible()) {
         m_controller->hide();
     }
     QCoreApplication::quit();
-    return true;
+}
+
+void NotesAppDelegate::rescueUnsavedText() {
+    const core::NoteDocument note = m_model->current();
+    const QString id = toQString(note.id.string());
+    const QString stem =
+        id + QLatin1Char('-') +
+        QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyy-MM-dd'T'HH-mm-ss'Z'"));
+    try {
+        const QString path =
+            writeNewFile(settings::rescueFolder(), stem, QByteArray::fromStdString(note.text));
+        std::fprintf(stderr, "zemvar-notes: note %s could not be saved; its text was kept in %s\n",
+                     qPrintable(id), qPrintable(path));
+        m_settings.setValue(settings::rescuedNotes,
+                            m_settings.value(settings::rescuedNotes).toStringList() << path);
+        m_settings.sync();
+        if (m_settings.status() != QSettings::NoError) {
+            std::fputs("zemvar-notes: the settings could not be written, so the next start will "
+                       "not mention this\n",
+                       stderr);
+        }
+    } catch (const std::exception& error) {
+        std::fprintf(stderr,
+                     "zemvar-notes: note %s could not be saved, and its text could not be kept "
+                     "either (%s): the unsaved changes are lost\n",
+                     qPrintable(id), error.what());
+    }
+}
+
+void NotesAppDelegate::reportRescuedNotes() {
+    const QStringList rescued = m_settings.value(settings::rescuedNotes).toStringList();
+    if (rescued.isEmpty()) {
+        return;
+    }
+    for (const QString& path : rescued) {
+        m_model->appendBannerMessage(
+            QStringLiteral("Zemvar Notes was closed while a note could not be saved. Its "
+                           "unsaved text was kept in ") +
+            path + QLatin1Char('.'));
+    }
+    // Said once.
+    m_settings.remove(settings::rescuedNotes);
 }
 
 } // namespace zemvar::app

@@ -30,7 +30,8 @@ class NotesShortcut;
 /// for the program's life, creates the store, the model and the panel, registers the global
 /// shortcut, puts the icon and its menu in the system tray (or shows the panel at once where
 /// there is no tray), hides the panel when another program takes the focus, and quits only
-/// after every typed character is on disk.
+/// after every typed character is on disk, or, when the system ends the program, kept in a
+/// rescue file.
 class NotesAppDelegate : public QObject {
     Q_OBJECT
 
@@ -50,6 +51,11 @@ public:
     /// Quits when every pending edit is written; otherwise brings the panel forward with the
     /// save error and stays. Returns whether the program is quitting.
     bool requestQuit();
+    /// Quits because the system asks (a termination signal: logout, shutdown, kill), which
+    /// cannot be refused. Pending text is written; when that fails, it is kept in a new file in
+    /// settings::rescueFolder() and the next start says where. When even that fails, the reason
+    /// goes to standard error. Later calls do nothing.
+    void terminate();
 
     NotesModel* model() const { return m_model.get(); }
     NotesPanelController* controller() const { return m_controller.get(); }
@@ -66,6 +72,9 @@ Q_SIGNALS:
 private:
     void buildTray();
     void registerShortcut();
+    void reportRescuedNotes();
+    void rescueUnsavedText();
+    void quit();
 
     QSettings& m_settings;
     std::unique_ptr<core::LibraryLock> m_lock;
@@ -78,6 +87,7 @@ private:
     QAction* m_showHideAction = nullptr;
     QString m_shortcutError;
     bool m_panelVisible = false;
+    bool m_terminating = false;
 };
 
 } // namespace zemvar::app

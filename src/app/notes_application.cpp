@@ -74,10 +74,10 @@ int runNotesApplication(int& argc, char** argv) {
     }
     QObject::connect(&instance, &SingleInstance::requestReceived, &delegate,
                      &NotesAppDelegate::handle);
-    // Logging out, kill and Ctrl+C take the same way out as Quit: text first, then exit.
+    // Logging out, shutdown, kill and Ctrl+C end the program in order: text first, then exit.
     TerminationSignals terminations;
     QObject::connect(&terminations, &TerminationSignals::terminationRequested, &delegate,
-                     [&delegate] { delegate.requestQuit(); });
+                     &NotesAppDelegate::terminate);
     if (command.request.action != NotesRequest::Action::reopen) {
         delegate.handle(command.request);
     }

@@ -5,12 +5,12 @@
 #include "app/qt_text.h"
 
 #include <QComboBox>
+#include <QDir>
 #include <QFileInfo>
 #include <QGridLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
+#include <QStandardPaths>
 
 namespace zemvar::app {
 
@@ -28,6 +28,20 @@ QString extensionOf(const QString& path) {
     return dot > 0 ? name.mid(dot + 1) : QString();
 }
 
+// `typed` as an absolute path: relative to `folder`, with "~" standing for home.
+QString absolutePath(const QString& folder, const QString& typed) {
+    if (typed == QLatin1String("~") || typed.startsWith(QLatin1String("~/"))) {
+        return QDir::cleanPath(QDir::homePath() + typed.mid(1));
+    }
+    return QDir::cleanPath(QDir(folder).absoluteFilePath(typed));
+}
+
+// The folder the dialog starts in: the user's Documents folder when it exists, else home.
+QString startFolder() {
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return !documents.isEmpty() && QFileInfo(documents).isDir() ? documents : QDir::homePath();
+}
+
 } // namespace
 
 NotesExportSheet::NotesExportSheet(const core::NoteDocument& note, QWidget* parent)
@@ -35,15 +49,19 @@ NotesExportSheet::NotesExportSheet(const core::NoteDocument& note, QWidget* pare
     , m_note(note)
     , m_formats(core::NoteExport::formats(note)) {
     setObjectName(QStringLiteral("export-sheet"));
-    // Qt's own dialog, so that the format menu, the name rewriting and the checks all apply.
+    // Qt's own dialog, so that it can live inside the panel and the checks below all apply.
     setOption(QFileDialog::DontUseNativeDialog);
     setAcceptMode(QFileDialog::AcceptSave);
     setFileMode(QFileDialog::AnyFile);
+    // Replacing an existing file is confirmed inside the sheet (see accept), not by a window.
+    setOption(QFileDialog::DontConfirmOverwrite);
     setWindowTitle(QStringLiteral("Export Note"));
     setLabelText(QFileDialog::Accept, QStringLiteral("Export"));
-    // The extension is policed here, not by a filter: any file may be chosen.
+    // The extension is policed by the format menu, not by a filter: every file is listed.
     setNameFilter(QStringLiteral("All files (*)"));
-    setOption(QFileDialog::DontConfirmOverwrite, false);
+    setDirectory(startFolder());
+    m_nameField = findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+    Q_ASSERT(m_nameField != nullptr);
 
     m_picker = new QComboBox(this);
     m_picker->setObjectName(QStringLiteral("format"));
@@ -53,18 +71,40 @@ NotesExportSheet::NotesExportSheet(const core::NoteDocument& note, QWidget* pare
     }
     m_picker->addItem(QStringLiteral("Custom (any extension)"));
     connect(m_picker, &QComboBox::activated, this, &NotesExportSheet::formatChanged);
+    auto* label = new QLabel(QStringLiteral("File format:"), this);
+    label->setBuddy(m_picker);
 
-    auto* accessory = new QWidget(this);
-    auto* row = new QHBoxLayout(accessory);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(8);
-    row->addWidget(new QLabel(QStringLiteral("File format:"), accessory));
-    row->addWidget(m_picker);
-    row->addStretch(1);
-    if (auto* grid = qobject_cast<QGridLayout*>(layout())) {
-        grid->addWidget(accessory, grid->rowCount(), 0, 1, grid->columnCount());
+    m_problem = new QLabel(this);
+    m_problem->setObjectName(QStringLiteral("export-problem"));
+    m_problem->setWordWrap(true);
+    m_problem->hide();
+    connect(m_nameField, &QLineEdit::textEdited, this, [this] { showProblem(QString()); });
+    connect(this, &QFileDialog::directoryEntered, this, [this] { showProblem(QString()); });
+
+    // One type picker: ours takes the place of Qt's "Files of type" row (or goes below, should
+    // a later Qt name that row differently).
+    auto* grid = qobject_cast<QGridLayout*>(layout());
+    Q_ASSERT(grid != nullptr);
+    auto* qtLabel = findChild<QWidget*>(QStringLiteral("fileTypeLabel"));
+    auto* qtPicker = findChild<QWidget*>(QStringLiteral("fileTypeCombo"));
+    int row = grid->rowCount();
+    int column = 0;
+    int rowSpan = 1;
+    int columnSpan = 1;
+    if (qtLabel != nullptr && qtPicker != nullptr) {
+        qtLabel->hide();
+        qtPicker->hide();
+        grid->getItemPosition(grid->indexOf(qtPicker), &row, &column, &rowSpan, &columnSpan);
     }
-    selectFile(toQString(core::NoteExport::suggestedFilename(m_note, m_formats.front())));
+    grid->addWidget(label, row, 0);
+    grid->addWidget(m_picker, row, 1, rowSpan, columnSpan);
+    grid->addWidget(m_problem, grid->rowCount(), 0, 1, grid->columnCount());
+
+    m_nameField->setText(proposedName());
+}
+
+QString NotesExportSheet::proposedName() const {
+    return confirmedName(toQString(core::NoteExport::suggestedFilename(m_note, m_formats.front())));
 }
 
 std::optional<core::NoteExportFormat> NotesExportSheet::selectedFormat() const {
@@ -77,20 +117,14 @@ std::optional<core::NoteExportFormat> NotesExportSheet::selectedFormat() const {
 
 void NotesExportSheet::selectFormat(int index) {
     m_picker->setCurrentIndex(index);
-    formatChanged(index);
+    formatChanged();
 }
 
-QString NotesExportSheet::fileName() const {
-    const auto* edit = findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-    return edit != nullptr ? edit->text() : QString();
-}
-
-void NotesExportSheet::formatChanged(int) {
-    const auto format = selectedFormat();
-    if (!format) {
-        return; // the custom item leaves the name as it is
+void NotesExportSheet::formatChanged() {
+    showProblem(QString());
+    if (selectedFormat()) { // the custom item leaves the name as it is
+        m_nameField->setText(confirmedName(m_nameField->text()));
     }
-    selectFile(withoutExtension(fileName()) + QLatin1Char('.') + toQString(format->fileExtension));
 }
 
 QString NotesExportSheet::confirmedName(const QString& typed) const {
@@ -110,20 +144,47 @@ QString NotesExportSheet::validationError(const QString& path) const {
            QStringLiteral(" file extension.");
 }
 
+void NotesExportSheet::showProblem(const QString& text) {
+    m_problem->setText(text);
+    m_problem->setVisible(!text.isEmpty());
+    m_replaceConfirmed.clear();
+}
+
 void NotesExportSheet::accept() {
-    // A typed extension is replaced by the format's, never doubled.
-    const QString typed = fileName();
-    const QString name = confirmedName(typed);
-    if (name != typed) {
-        selectFile(name);
-    }
-    const QStringList chosen = selectedFiles();
-    const QString error = chosen.isEmpty() ? QString() : validationError(chosen.constFirst());
-    if (!error.isNull()) {
-        QMessageBox::warning(this, windowTitle(), error);
+    // Return in the name field and the Export button both come here. QFileDialog's own accept
+    // is bypassed: it reads the name back through selectFile, which leaves the field alone
+    // while it has the focus, so a rewritten name would only count after a click.
+    const QString typed = m_nameField->text();
+    if (typed.isEmpty()) {
         return;
     }
-    QFileDialog::accept();
+    const QString path = absolutePath(directory().absolutePath(), typed);
+    const QFileInfo target(path);
+    if (target.isDir()) {
+        // A folder's name opens the folder and proposes the note's name again; nothing is
+        // written.
+        setDirectory(path);
+        m_nameField->setText(proposedName());
+        return;
+    }
+    const QString name = confirmedName(target.fileName());
+    const QString chosen = QDir(target.absolutePath()).filePath(name);
+    const QString problem = validationError(chosen);
+    if (!problem.isNull()) {
+        showProblem(problem);
+        return;
+    }
+    if (name != target.fileName()) {
+        m_nameField->setText(target.absolutePath() == directory().absolutePath() ? name : chosen);
+    }
+    if (QFileInfo::exists(chosen) && chosen != m_replaceConfirmed) {
+        showProblem(QLatin1Char('"') + name +
+                    QStringLiteral("\" already exists. Choose Export again to replace it."));
+        m_replaceConfirmed = chosen;
+        return;
+    }
+    m_chosenPath = chosen;
+    QDialog::accept();
 }
 
 } // namespace zemvar::app

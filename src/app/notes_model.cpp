@@ -26,7 +26,10 @@ NotesModel::NotesModel(core::NoteStore& store, QSettings& settings, QObject* par
     m_saveTimer.setInterval(saveDelayMilliseconds);
     connect(&m_saveTimer, &QTimer::timeout, this, [this] { flush(); });
 
-    attempt(QStringLiteral("Notes could not be loaded: "), [this] { m_notes = m_store.load(); });
+    if (attempt(QStringLiteral("Notes could not be loaded: "),
+                [this] { m_notes = m_store.load(); })) {
+        announceRecoveredIndex();
+    }
     if (const auto last =
             core::Uuid::parse(toStdString(m_settings.value(settings::lastOpenNoteID).toString()))) {
         m_currentIndex = std::max(indexOf(*last), 0);
@@ -69,6 +72,24 @@ void NotesModel::setBannerMessage(const QString& message) {
         m_bannerMessage = message;
         Q_EMIT bannerMessageChanged();
     }
+}
+
+void NotesModel::appendBannerMessage(const QString& message) {
+    setBannerMessage(m_bannerMessage.isNull() ? message
+                                              : m_bannerMessage + QLatin1Char('\n') + message);
+}
+
+void NotesModel::announceRecoveredIndex() {
+    const auto& moved = m_store.movedAsideIndex();
+    if (!moved || moved == m_announcedIndex) {
+        return;
+    }
+    m_announcedIndex = moved;
+    appendBannerMessage(
+        QStringLiteral("The notes index was damaged and has been rebuilt from the note files: "
+                       "pins, order, modes and languages were reset, so every note is now an "
+                       "unpinned calculation note. The damaged index was kept as ") +
+        toQString(moved->string()) + QLatin1Char('.'));
 }
 
 void NotesModel::setPinned(bool pinned) {
@@ -296,7 +317,26 @@ void NotesModel::retryLoad() {
         return;
     }
     setBannerMessage(QString());
+    announceRecoveredIndex();
     setCurrentIndex(std::min(m_currentIndex, std::max(static_cast<int>(m_notes.size()) - 1, 0)));
+}
+
+void NotesModel::retry() {
+    if (m_store.isLoaded()) {
+        flush();
+    } else {
+        retryLoad();
+    }
+    if (requestEditorFocus) {
+        requestEditorFocus();
+    }
+}
+
+void NotesModel::dismissBanner() {
+    setBannerMessage(QString());
+    if (requestEditorFocus) {
+        requestEditorFocus();
+    }
 }
 
 core::LineEvaluator NotesModel::makeEvaluator(const QSettings& settings) {

@@ -7,6 +7,7 @@
 #include "core/notes/note_document.h"
 #include "core/notes/note_store.h"
 
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -97,6 +98,14 @@ public:
 
     /// Loads the library again after a failure; does nothing while it is loaded.
     void retryLoad();
+    /// The banner's Retry: loads the library again when it is not loaded, else writes the
+    /// shown note's pending text; then hands the keyboard back to the note.
+    void retry();
+    /// The banner's Dismiss: clears the banner and hands the keyboard back to the note.
+    void dismissBanner();
+    /// Adds `message` to the banner on a line of its own (for notices that come together at
+    /// start-up).
+    void appendBannerMessage(const QString& message);
 
     /// The evaluator for the setting "decimalSeparator": "point" and "comma" force their
     /// marks, anything else follows the user's locale.
@@ -135,6 +144,8 @@ private:
     void switchTo(int index);
     void setCurrentIndex(int index);
     void reevaluate();
+    /// Says once, in the banner, that the last load rebuilt a damaged index.
+    void announceRecoveredIndex();
     int indexOf(const core::Uuid& id) const;
     /// Runs `operation` on the store; a failure becomes `prefix` + its message in the banner.
     bool attempt(const QString& prefix, const std::function<void()>& operation);
@@ -144,6 +155,7 @@ private:
     core::LineEvaluator m_evaluator;
     QTimer m_saveTimer;
     bool m_dirty = false;
+    std::optional<std::filesystem::path> m_announcedIndex;
 
     std::vector<core::NoteDocument> m_notes;
     int m_currentIndex = 0;

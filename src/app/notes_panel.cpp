@@ -5,6 +5,8 @@
 #include "app/platform/compositing.h"
 
 #include <QCloseEvent>
+#include <QDialog>
+#include <QGridLayout>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -13,8 +15,49 @@
 
 namespace zemvar::app {
 
+namespace {
+
+// The layer that holds a sheet: it dims the whole panel and draws the sheet's card, a rounded
+// rectangle in the panel's colours around the sheet, which itself draws no background.
+class SheetLayer : public QWidget {
+public:
+    static constexpr int padding = 12;
+
+    SheetLayer(QWidget* panel, QDialog* sheet)
+        : QWidget(panel)
+        , m_sheet(sheet) {
+        setObjectName(QStringLiteral("sheet-layer"));
+        auto* layout = new QGridLayout(this);
+        const int margin = NotesPanel::edgeWidth + padding;
+        layout->setContentsMargins(margin, margin, margin, margin);
+        sheet->setParent(this, Qt::Widget);
+        layout->addWidget(sheet, 0, 0, Qt::AlignCenter);
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(0, 0, 0, 90));
+        painter.drawRoundedRect(QRectF(rect()), NotesPanel::cornerRadius, NotesPanel::cornerRadius);
+        painter.setPen(QPen(palette().color(QPalette::Mid), 1));
+        painter.setBrush(palette().color(QPalette::Window));
+        painter.drawRoundedRect(
+            QRectF(m_sheet->geometry())
+                .adjusted(-padding + 0.5, -padding + 0.5, padding - 0.5, padding - 0.5),
+            NotesPanel::cornerRadius, NotesPanel::cornerRadius);
+    }
+
+private:
+    QDialog* m_sheet;
+};
+
+} // namespace
+
 NotesPanel::NotesPanel(QWidget* content)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
+    , m_content(content) {
     setObjectName(QStringLiteral("NotesPanel"));
     setWindowTitle(QStringLiteral("Zemvar Notes"));
     setAttribute(Qt::WA_TranslucentBackground);
@@ -36,8 +79,39 @@ void NotesPanel::paintEvent(QPaintEvent*) {
                             cornerRadius);
 }
 
+void NotesPanel::presentSheet(QDialog* sheet, QWidget* focus) {
+    Q_ASSERT(m_sheet == nullptr);
+    auto* layer = new SheetLayer(this, sheet);
+    layer->setGeometry(rect());
+    m_sheet = sheet;
+    m_sheetLayer = layer;
+    sheet->installEventFilter(this);
+    // Disabled, the content can take neither the focus (Tab stays inside the sheet) nor clicks.
+    m_content->setEnabled(false);
+    layer->show();
+    layer->raise();
+    sheet->show();
+    focus->setFocus(Qt::OtherFocusReason);
+}
+
+bool NotesPanel::eventFilter(QObject* watched, QEvent* event) {
+    // The sheet hides itself when it finishes, before it announces how; hidden together with
+    // the panel it is still open.
+    if (watched == m_sheet && event->type() == QEvent::Hide && m_sheet->isHidden()) {
+        m_sheet->removeEventFilter(this);
+        m_sheet = nullptr;
+        m_sheetLayer->hide();
+        m_sheetLayer->deleteLater();
+        m_content->setEnabled(true);
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
 void NotesPanel::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
+    if (m_sheetLayer != nullptr) {
+        m_sheetLayer->setGeometry(rect());
+    }
     // Without a compositor translucent corners would show black: cut them off instead.
     if (platform::compositingManagerRunning()) {
         clearMask();

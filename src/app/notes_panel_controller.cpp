@@ -18,6 +18,7 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -119,6 +120,11 @@ void NotesPanelController::show() {
 }
 
 void NotesPanelController::hide() {
+    // A sheet belongs to the panel: hidden with it, it is cancelled, never left to be answered
+    // unseen.
+    if (QDialog* sheet = openSheet()) {
+        sheet->reject();
+    }
     m_model.setFocusActive(false);
     m_model.flush();
     if (m_routingKeys) {
@@ -176,29 +182,26 @@ void NotesPanelController::toggleExpanded() {
 
 void NotesPanelController::focusEditor() {
     if (QPlainTextEdit* text = m_content->editor()->textView();
-        text != nullptr && text->isVisible()) {
+        text != nullptr && text->isVisible() && openSheet() == nullptr) {
         text->setFocus(Qt::OtherFocusReason);
     }
 }
 
-QWidget* NotesPanelController::openSheet() const {
-    if (m_exportSheet != nullptr) {
-        return m_exportSheet;
-    }
-    if (m_deleteSheet != nullptr && m_deleteSheet->isVisible()) {
-        return m_deleteSheet;
-    }
-    return nullptr;
+QDialog* NotesPanelController::openSheet() const {
+    return m_panel->sheet();
 }
 
 void NotesPanelController::confirmDelete() {
     if (openSheet() != nullptr || !m_model.isLoaded()) {
         return;
     }
-    const QString title = toQString(m_model.current().title());
-    auto* box =
-        new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete this note?"),
-                        QStringLiteral("Delete this note?"), QMessageBox::NoButton, m_panel);
+    if (!m_panel->isVisible()) {
+        show();
+    }
+    const core::NoteDocument note = m_model.current();
+    const QString title = toQString(note.title());
+    auto* box = new QMessageBox(QMessageBox::Warning, QString(),
+                                QStringLiteral("Delete this note?"), QMessageBox::NoButton);
     box->setObjectName(QStringLiteral("delete-confirmation"));
     box->setInformativeText(
         QLatin1Char('"') + (title.isEmpty() ? QStringLiteral("Empty note") : title) +
@@ -206,16 +209,16 @@ void NotesPanelController::confirmDelete() {
     QPushButton* remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
     box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
     box->setDefaultButton(remove);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setWindowModality(Qt::WindowModal);
-    connect(box, &QMessageBox::finished, this, [this, box, remove] {
-        if (box->clickedButton() == remove) {
+    // A card of a readable width rather than a narrow column of text.
+    box->setStyleSheet(QStringLiteral("QLabel#qt_msgbox_informativelabel { min-width: 260px; }"));
+    m_panel->presentSheet(box, remove);
+    connect(box, &QMessageBox::finished, this, [this, box, remove, id = note.id] {
+        // Only the note the question named, should another have come forward meanwhile.
+        if (box->clickedButton() == remove && m_model.current().id == id) {
             m_model.deleteCurrent();
         }
         focusEditor();
     });
-    m_deleteSheet = box;
-    box->open();
 }
 
 void NotesPanelController::exportNote() {
@@ -225,16 +228,12 @@ void NotesPanelController::exportNote() {
     if (!m_panel->isVisible()) {
         show();
     }
-    auto* sheet = new NotesExportSheet(m_model.current(), m_panel);
-    sheet->setAttribute(Qt::WA_DeleteOnClose);
-    sheet->setWindowModality(Qt::WindowModal);
-    connect(sheet, &QFileDialog::finished, this, [this, sheet](int result) {
-        const QStringList chosen = sheet->selectedFiles();
-        finishExport(result == QDialog::Accepted && !chosen.isEmpty() ? chosen.constFirst()
-                                                                      : QString());
-    });
+    auto* sheet = new NotesExportSheet(m_model.current());
     m_exportSheet = sheet;
-    sheet->open();
+    m_panel->presentSheet(sheet, sheet->nameField());
+    connect(sheet, &QFileDialog::finished, this, [this, sheet](int result) {
+        finishExport(result == QDialog::Accepted ? sheet->chosenPath() : QString());
+    });
 }
 
 void NotesPanelController::finishExport(const QString& path) {

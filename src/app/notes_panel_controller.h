@@ -11,8 +11,8 @@
 #include <QSettings>
 #include <QString>
 
+class QDialog;
 class QKeyEvent;
-class QMessageBox;
 
 namespace zemvar::app {
 
@@ -24,9 +24,9 @@ class NotesRootView;
 /// Owns the floating panel: shows and hides it (hiding writes pending text), remembers its
 /// frame under "NotesPanel/geometry" (centred under the pointer the first time), switches
 /// between the compact and the expanded size (the expanded frame is never saved), routes the
-/// panel's keyboard commands while it is the active window and no dialog is open, and runs the
-/// two dialogs of the panel: confirming a deletion and exporting a note. It fills the model's
-/// callback slots for these actions.
+/// panel's keyboard commands while it is the active window and no sheet is open, and runs the
+/// two sheets of the panel: confirming a deletion and exporting a note. Hiding the panel
+/// cancels an open sheet. It fills the model's callback slots for these actions.
 ///
 /// Keys: Esc closes the notes list, then the expanded size, then the panel; Ctrl+Shift+F
 /// expand, Ctrl+Shift+L notes list, Ctrl+Shift+E export, Ctrl+Shift+Backspace delete, Ctrl+O
@@ -51,17 +51,17 @@ public:
     void toggleExpanded();
     /// Gives the keyboard focus to the note's text.
     void focusEditor();
-    /// Asks whether to delete the shown note, then deletes it.
+    /// Asks, in a sheet, whether to delete the shown note, then deletes it.
     void confirmDelete();
-    /// Runs the export dialog for the shown note and writes it where the user chose.
+    /// Runs the export sheet for the shown note and writes it where the user chose.
     void exportNote();
     /// Finishes an export to `path` (empty when cancelled): refuses the library, writes, reports.
     void finishExport(const QString& path);
 
     /// Carries out the panel command of `event`; returns true when the event was one.
     bool route(const QKeyEvent& event);
-    /// The dialog on the panel (deletion or export), if one is open.
-    QWidget* openSheet() const;
+    /// The sheet on the panel (deletion or export), if one is open.
+    QDialog* openSheet() const;
 
     /// Called with the panel's visibility after every show and hide.
     std::function<void(bool)> onVisibilityChange;
@@ -90,7 +90,6 @@ private:
     std::optional<QRect> m_compactFrame;
     bool m_routingKeys = false;
     QPointer<NotesExportSheet> m_exportSheet;
-    QPointer<QMessageBox> m_deleteSheet;
 };
 
 } // namespace zemvar::app

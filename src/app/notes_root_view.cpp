@@ -287,13 +287,13 @@ QWidget* NotesRootView::buildBanner() {
     m_bannerText->setTextInteractionFlags(Qt::TextSelectableByMouse);
     auto* retry = new QPushButton(QStringLiteral("Retry"), m_banner);
     retry->setObjectName(QStringLiteral("retry"));
-    connect(retry, &QPushButton::clicked, this, [this] { m_model.retryLoad(); });
+    connect(retry, &QPushButton::clicked, this, [this] { m_model.retry(); });
     auto* dismiss = new QToolButton(m_banner);
     dismiss->setObjectName(QStringLiteral("dismiss"));
     dismiss->setAccessibleName(QStringLiteral("Dismiss warning"));
     dismiss->setToolTip(QStringLiteral("Dismiss warning"));
     dismiss->setAutoRaise(true);
-    connect(dismiss, &QToolButton::clicked, this, [this] { m_model.setBannerMessage(QString()); });
+    connect(dismiss, &QToolButton::clicked, this, [this] { m_model.dismissBanner(); });
     row->addWidget(m_bannerText, 1);
     row->addWidget(retry);
     row->addWidget(dismiss);

@@ -83,7 +83,8 @@ private:
         // Ready once it takes the requests of later launches.
         QTRY_VERIFY_WITH_TIMEOUT(accepting(), 10000);
     }
-    QString noteText() const {
+    // The file of the first note in the index.
+    QString noteFile() const {
         QFile index(library() + QStringLiteral("/index.json"));
         if (!index.open(QIODevice::ReadOnly)) {
             return {};
@@ -95,11 +96,15 @@ private:
         if (notes.isEmpty()) {
             return {};
         }
-        QFile note(library() + QStringLiteral("/notes/") +
-                   notes.first().toObject().value(QStringLiteral("id")).toString() +
-                   QStringLiteral(".txt"));
-        return note.open(QIODevice::ReadOnly) ? QString::fromUtf8(note.readAll()) : QString();
+        return library() + QStringLiteral("/notes/") +
+               notes.first().toObject().value(QStringLiteral("id")).toString() +
+               QStringLiteral(".txt");
     }
+    static QByteArray contents(const QString& path) {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    QString noteText() const { return QString::fromUtf8(contents(noteFile())); }
 
 private Q_SLOTS:
     void initTestCase() {
@@ -164,6 +169,37 @@ private Q_SLOTS:
         QVERIFY(m_app.waitForFinished(10000));
         QCOMPARE(m_app.exitCode(), 0);
         QCOMPARE(noteText(), typed + QStringLiteral("\n2 * 21"));
+    }
+
+    // Logging out while the note cannot be saved: the program still ends at once, and the text
+    // is kept outside the library instead of being lost.
+    void aTerminationWhileTheSaveFailsKeepsTheText() {
+        startApp();
+        QCOMPARE(run(QStringLiteral(ZEMVAR_APP_PATH), {QStringLiteral("--show")}, environment()),
+                 0);
+        QTRY_VERIFY_WITH_TIMEOUT(panelVisible(), 5000);
+        QTest::qWait(200);
+        const QString file = noteFile();
+        const QByteArray saved = contents(file);
+        const QByteArray unreadable("\xFF changed by another program");
+        {
+            QFile note(file);
+            QVERIFY(note.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            QCOMPARE(note.write(unreadable), unreadable.size());
+        }
+        type(QStringLiteral("unsaved"));
+        QTest::qWait(1000); // the save was tried and refused
+        m_app.terminate();
+        QVERIFY(m_app.waitForFinished(10000));
+        QCOMPARE(m_app.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_app.exitCode(), 0);
+        QCOMPARE(contents(file), unreadable);
+        const QDir rescued(m_home.filePath(QStringLiteral(".local/state/Zemvar Notes/rescued")));
+        const QStringList files = rescued.entryList(QDir::Files);
+        QCOMPARE(files.size(), 1);
+        const QByteArray kept = contents(rescued.filePath(files.first()));
+        QCOMPARE(kept.size(), saved.size() + 7);
+        QVERIFY(kept.contains("unsaved"));
     }
 };
 

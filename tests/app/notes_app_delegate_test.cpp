@@ -11,7 +11,10 @@
 #include <memory>
 
 #include <QAction>
+#include <QDir>
+#include <QFile>
 #include <QMenu>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -119,6 +122,42 @@ private Q_SLOTS:
         AppSandbox::writeFile(file, "fixed outside");
         QVERIFY(delegate().requestQuit());
         QCOMPARE(AppSandbox::readFile(file), QByteArray("must not be lost"));
+    }
+
+    // The system's request to end cannot be refused: text that cannot be saved goes to a new
+    // rescue file outside the library, which the next start names once.
+    void aTerminationKeepsUnsavableTextAndTheNextStartSaysWhere() {
+        const auto restore =
+            qScopeGuard([state = qgetenv("XDG_STATE_HOME")] { qputenv("XDG_STATE_HOME", state); });
+        qputenv("XDG_STATE_HOME", QFile::encodeName(m_sandbox->path(QStringLiteral("state"))));
+        const QString folder = m_sandbox->path(QStringLiteral("state/Zemvar Notes/rescued"));
+        QString latest;
+        for (int run = 0; run < 2; ++run) {
+            start();
+            NotesModel& model = *delegate().model();
+            const QString file = m_sandbox->noteFile(toQString(model.current().id.string()));
+            AppSandbox::writeFile(file, QByteArray("\xFF not UTF-8"));
+            model.updateText(QStringLiteral("rescue me %1").arg(run));
+            delegate().terminate();
+            delegate().terminate(); // a second signal adds nothing
+            QCOMPARE(AppSandbox::readFile(file), QByteArray("\xFF not UTF-8"));
+            QStringList rescued = QDir(folder).entryList(QDir::Files);
+            QCOMPARE(rescued.size(), run + 1); // never over an earlier rescue
+            rescued.removeAll(latest);
+            latest = rescued.constFirst();
+            QVERIFY(latest.startsWith(toQString(model.current().id.string())));
+            QCOMPARE(AppSandbox::readFile(folder + QLatin1Char('/') + latest),
+                     QStringLiteral("rescue me %1").arg(run).toUtf8());
+            AppSandbox::writeFile(file, "readable again");
+        }
+        start();
+        const QString banner = delegate().model()->bannerMessage();
+        QCOMPARE(banner.count(QStringLiteral("Zemvar Notes was closed while a note could not be "
+                                             "saved. Its unsaved text was kept in ")),
+                 1); // the first run's rescue was named by the second start
+        QVERIFY(banner.contains(folder + QLatin1Char('/') + latest));
+        start();
+        QVERIFY(delegate().model()->bannerMessage().isNull());
     }
 };
 

@@ -230,6 +230,36 @@ private Q_SLOTS:
         QCOMPARE(model().notes().size(), std::size_t{1});
     }
 
+    // A damaged index is set aside and the library rebuilt; the banner says so once, also when
+    // the load that set it aside failed for another reason and a retry succeeded.
+    void aDamagedIndexIsReportedOnce() {
+        makeModel(2);
+        const QString note = shownFile();
+        m_model.reset();
+        AppSandbox::writeFile(m_sandbox->library() + QStringLiteral("/index.json"), "{damaged");
+        AppSandbox::writeFile(note, "\xFF");
+        m_store = std::make_unique<NoteStore>(zemvar::app::toStdString(m_sandbox->library()));
+        m_model = std::make_unique<NotesModel>(*m_store, m_sandbox->settings());
+        QVERIFY(model().bannerMessage().startsWith(QStringLiteral("Notes could not be loaded: ")));
+
+        AppSandbox::writeFile(note, "note 1");
+        model().retryLoad();
+        QVERIFY(m_store->movedAsideIndex().has_value());
+        const QString keptAs = toQString(m_store->movedAsideIndex()->string());
+        QCOMPARE(AppSandbox::readFile(keptAs), QByteArray("{damaged"));
+        QCOMPARE(model().bannerMessage(),
+                 QStringLiteral("The notes index was damaged and has been rebuilt from the note "
+                                "files: pins, order, modes and languages were reset, so every "
+                                "note is now an unpinned calculation note. The damaged index was "
+                                "kept as ") +
+                     keptAs + QLatin1Char('.'));
+
+        m_model.reset(); // the next start has nothing to say
+        m_store = std::make_unique<NoteStore>(zemvar::app::toStdString(m_sandbox->library()));
+        m_model = std::make_unique<NotesModel>(*m_store, m_sandbox->settings());
+        QVERIFY(model().bannerMessage().isNull());
+    }
+
     void anOutsideFileCanBecomeANote() {
         makeModel(2);
         auto copy = model().current();

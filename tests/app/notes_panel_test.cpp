@@ -15,13 +15,19 @@
 
 #include <memory>
 
+#include <QAbstractButton>
 #include <QComboBox>
+#include <QDialog>
+#include <QDir>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QPointer>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
@@ -31,6 +37,23 @@ using namespace zemvar::app;
 using zemvar::core::NoteMode;
 using zemvar::core::NoteStore;
 using zemvar::testing::AppSandbox;
+
+namespace {
+
+// Makes `path` the home folder (with its own settings) until the returned guard ends: the
+// export sheet starts in home's Documents folder, or in home itself.
+auto temporaryHome(const QString& path) {
+    QDir().mkpath(path);
+    auto restore = qScopeGuard([home = qgetenv("HOME"), config = qgetenv("XDG_CONFIG_HOME")] {
+        qputenv("HOME", home);
+        qputenv("XDG_CONFIG_HOME", config);
+    });
+    qputenv("HOME", QFile::encodeName(path));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(path + QStringLiteral("/.config")));
+    return restore;
+}
+
+} // namespace
 
 class NotesPanelTest : public QObject {
     Q_OBJECT
@@ -52,7 +75,9 @@ private:
         for (int i = 1; i < notes; ++i) {
             model().createNote();
         }
-        model().select(model().notes().front().id);
+        if (!model().notes().empty()) {
+            model().select(model().notes().front().id);
+        }
         auto* root = new NotesRootView(model(), m_sandbox->settings());
         m_controller = std::make_unique<NotesPanelController>(model(), m_sandbox->settings(), root,
                                                               m_sandbox->library());
@@ -135,36 +160,157 @@ private Q_SLOTS:
         QCOMPARE(toQString(model().current().text), QStringLiteral("x"));
     }
 
-    void deletingAsksFirstAndNamesAnUntitledNoteEmptyNote() {
+    void deletingAsksInASheetOfThePanelAndNamesAnUntitledNoteEmptyNote() {
         makePanel(2);
         showPanel();
         press(Qt::Key_Backspace, Qt::ControlModifier | Qt::ShiftModifier);
         auto* box = qobject_cast<QMessageBox*>(controller().openSheet());
         QVERIFY(box != nullptr);
+        QVERIFY(!box->isWindow()); // a card inside the panel, not a window of its own
+        QCOMPARE(box->window(), &panel());
         QCOMPARE(box->text(), QStringLiteral("Delete this note?"));
         QCOMPARE(
             box->informativeText(),
             QStringLiteral("\"Empty note\" will be removed. There is no trash in this version."));
-        // While the dialog is open, keys are its own, not the panel's commands.
-        QTest::keyClick(box, Qt::Key_N, Qt::ControlModifier);
+        // While the sheet is open, keys are its own, not the panel's commands; Esc cancels.
+        press(Qt::Key_N, Qt::ControlModifier);
         QCOMPARE(model().notes().size(), std::size_t{2});
-        box->reject();
-        QTRY_VERIFY(controller().openSheet() == nullptr);
+        press(Qt::Key_Escape);
+        QVERIFY(controller().openSheet() == nullptr);
+        QVERIFY(panel().isVisible());
         QCOMPARE(model().notes().size(), std::size_t{2});
+        QTRY_VERIFY(view().editor()->textView()->hasFocus());
 
         model().updateText(QStringLiteral("  Groceries\nmilk"));
-        controller().confirmDelete();
+        press(Qt::Key_Backspace, Qt::ControlModifier | Qt::ShiftModifier);
         box = qobject_cast<QMessageBox*>(controller().openSheet());
         QVERIFY(box != nullptr);
         QCOMPARE(
             box->informativeText(),
             QStringLiteral("\"Groceries\" will be removed. There is no trash in this version."));
-        for (QAbstractButton* button : box->buttons()) {
-            if (button->text() == QStringLiteral("Delete")) {
-                button->click();
-            }
+        press(Qt::Key_Return); // the default button, "Delete"
+        QCOMPARE(model().notes().size(), std::size_t{1});
+        QTRY_VERIFY(view().editor()->textView()->hasFocus());
+    }
+
+    // Hiding the panel (the shortcut, --toggle and the tray all hide it this way) cancels its
+    // sheet: nothing is left on screen to be answered unseen, and nothing is deleted or written.
+    void hidingThePanelCancelsItsSheet_data() {
+        QTest::addColumn<bool>("exporting");
+        QTest::newRow("delete") << false;
+        QTest::newRow("export") << true;
+    }
+    void hidingThePanelCancelsItsSheet() {
+        QFETCH(bool, exporting);
+        const QString home = m_sandbox->path(QStringLiteral("home"));
+        const auto restore = temporaryHome(home);
+        makePanel(2);
+        showPanel();
+        if (exporting) {
+            press(Qt::Key_E, Qt::ControlModifier | Qt::ShiftModifier);
+        } else {
+            press(Qt::Key_Backspace, Qt::ControlModifier | Qt::ShiftModifier);
         }
-        QTRY_COMPARE(model().notes().size(), std::size_t{1});
+        QPointer<QDialog> sheet = controller().openSheet();
+        QVERIFY(sheet != nullptr);
+        controller().hide();
+        QVERIFY(controller().openSheet() == nullptr);
+        QTRY_VERIFY(sheet == nullptr);
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            QVERIFY2(!window->isVisible(), qPrintable(window->objectName()));
+        }
+        showPanel();
+        press(Qt::Key_Return);
+        QCOMPARE(model().notes().size(), std::size_t{2});
+        QCOMPARE(QDir(home).entryList(QDir::Files), QStringList());
+    }
+
+    // The export sheet driven from the keyboard: Return takes the Export button's way.
+    void theExportSheetFromTheKeyboard() {
+        const auto restore = temporaryHome(m_sandbox->path(QStringLiteral("home")));
+        const QString documents = m_sandbox->path(QStringLiteral("home/Documents"));
+        QVERIFY(QDir().mkpath(documents + QStringLiteral("/Letters")));
+        makePanel();
+        model().updateText(QStringLiteral("secret"));
+        showPanel();
+
+        NotesExportSheet* sheet = nullptr;
+        const auto open = [&] {
+            press(Qt::Key_E, Qt::ControlModifier | Qt::ShiftModifier);
+            sheet = qobject_cast<NotesExportSheet*>(controller().openSheet());
+            QVERIFY(sheet != nullptr);
+            QVERIFY(sheet->nameField()->hasFocus());
+        };
+        const auto typeName = [&](const QString& name) {
+            sheet->nameField()->selectAll();
+            QTest::keyClicks(sheet->nameField(), name);
+            QTest::keyClick(sheet->nameField(), Qt::Key_Return);
+        };
+        // Down in the format menu: .txt, .md, then "Custom (any extension)".
+        const auto nextFormat = [&] {
+            QTest::keyClick(sheet->findChild<QComboBox*>(QStringLiteral("format")), Qt::Key_Down);
+        };
+
+        open();
+        QCOMPARE(sheet->windowTitle(), QStringLiteral("Export Note"));
+        QCOMPARE(sheet->directory().absolutePath(), documents);
+        QCOMPARE(sheet->nameField()->text(), QStringLiteral("secret.txt"));
+        // One type picker, ours: Qt's own ("All files (*)") is not shown.
+        for (QComboBox* box : sheet->findChildren<QComboBox*>()) {
+            QVERIFY(!box->isVisible() || box->findText(QStringLiteral("All files (*)")) < 0);
+        }
+        auto* picker = sheet->findChild<QComboBox*>(QStringLiteral("format"));
+        QVERIFY(picker->isVisible());
+        QCOMPARE(picker->accessibleName(), QStringLiteral("File format"));
+        QCOMPARE(picker->itemText(2), QStringLiteral("Custom (any extension)"));
+        nextFormat();
+        QCOMPARE(sheet->nameField()->text(), QStringLiteral("secret.md"));
+        QCOMPARE(sheet->validationError(QStringLiteral("/tmp/notes.txt")),
+                 QStringLiteral("Use the selected .md file extension."));
+        typeName(QStringLiteral("plainname"));
+        QVERIFY(controller().openSheet() == nullptr);
+        QCOMPARE(AppSandbox::readFile(documents + QStringLiteral("/plainname.md")),
+                 QByteArray("secret"));
+        QTRY_VERIFY(view().editor()->textView()->hasFocus());
+
+        open();
+        nextFormat();
+        typeName(QStringLiteral("README.MD"));
+        QVERIFY(QFileInfo::exists(documents + QStringLiteral("/README.md")));
+        QVERIFY(!QFileInfo::exists(documents + QStringLiteral("/README.MD")));
+
+        // A folder's name opens the folder; an existing file is replaced only when asked twice.
+        model().updateText(QStringLiteral("newer"));
+        open();
+        nextFormat();
+        typeName(QStringLiteral("Letters"));
+        QCOMPARE(controller().openSheet(), sheet);
+        QCOMPARE(sheet->directory().absolutePath(), documents + QStringLiteral("/Letters"));
+        QCOMPARE(sheet->nameField()->text(), QStringLiteral("newer.md"));
+        typeName(QStringLiteral("../plainname.txt"));
+        QCOMPARE(controller().openSheet(), sheet);
+        QCOMPARE(sheet->findChild<QLabel*>(QStringLiteral("export-problem"))->text(),
+                 QStringLiteral("\"plainname.md\" already exists. Choose Export again to replace "
+                                "it."));
+        QCOMPARE(AppSandbox::readFile(documents + QStringLiteral("/plainname.md")),
+                 QByteArray("secret"));
+        QTest::keyClick(sheet->nameField(), Qt::Key_Return);
+        QVERIFY(controller().openSheet() == nullptr);
+        QCOMPARE(AppSandbox::readFile(documents + QStringLiteral("/plainname.md")),
+                 QByteArray("newer"));
+
+        // The custom item keeps any name; Esc cancels.
+        open();
+        nextFormat();
+        nextFormat();
+        QCOMPARE(sheet->nameField()->text(), QStringLiteral("newer.md"));
+        typeName(QStringLiteral("notes.log"));
+        QCOMPARE(AppSandbox::readFile(documents + QStringLiteral("/notes.log")),
+                 QByteArray("newer"));
+        open();
+        QTest::keyClick(sheet->nameField(), Qt::Key_Escape);
+        QVERIFY(controller().openSheet() == nullptr);
+        QVERIFY(panel().isVisible());
     }
 
     void expandingAndRestoringKeepsTheCompactFrameAndNeverSavesTheExpandedOne() {
@@ -237,28 +383,6 @@ private Q_SLOTS:
         QVERIFY(model().bannerMessage().contains(QStringLiteral("No such file or directory")));
     }
 
-    void theExportDialogKeepsTheExtensionInStepWithTheFormat() {
-        makePanel();
-        NotesExportSheet sheet(model().current(), &panel());
-        QCOMPARE(sheet.fileName(), QStringLiteral("Untitled note.txt"));
-        QCOMPARE(sheet.windowTitle(), QStringLiteral("Export Note"));
-        auto* picker = sheet.findChild<QComboBox*>(QStringLiteral("format"));
-        QVERIFY(picker != nullptr);
-        QCOMPARE(picker->count(), 3);
-        QCOMPARE(picker->itemText(2), QStringLiteral("Custom (any extension)"));
-        sheet.selectFormat(1); // .md
-        QCOMPARE(sheet.fileName(), QStringLiteral("Untitled note.md"));
-        QCOMPARE(sheet.confirmedName(QStringLiteral("README.MD")), QStringLiteral("README.md"));
-        QCOMPARE(sheet.confirmedName(QStringLiteral("notes.txt")), QStringLiteral("notes.md"));
-        QCOMPARE(sheet.validationError(QStringLiteral("/tmp/notes.txt")),
-                 QStringLiteral("Use the selected .md file extension."));
-        QVERIFY(sheet.validationError(QStringLiteral("/tmp/NOTES.MD")).isNull());
-        sheet.selectFormat(2); // custom: anything goes, the name stays
-        QCOMPARE(sheet.fileName(), QStringLiteral("Untitled note.md"));
-        QCOMPARE(sheet.confirmedName(QStringLiteral("notes.log")), QStringLiteral("notes.log"));
-        QVERIFY(sheet.validationError(QStringLiteral("/tmp/notes")).isNull());
-    }
-
     void theToolbarShowsTheStateOfThePanel() {
         makePanel();
         showPanel();
@@ -327,17 +451,50 @@ private Q_SLOTS:
         QCOMPARE(toQString(model().results()[0].text), QStringLiteral("42"));
     }
 
-    void theBannerShowsMessagesAndCanBeDismissed() {
+    // Retry retries what failed, and both banner buttons hand the keyboard back to the note, so
+    // that typing goes on where it belongs.
+    void theBannerButtonsRetryAndHandTheKeyboardBack_data() {
+        QTest::addColumn<QString>("failure");
+        QTest::addColumn<QString>("button");
+        QTest::newRow("load, retry") << "load"
+                                     << "retry";
+        QTest::newRow("save, retry") << "save"
+                                     << "retry";
+        QTest::newRow("save, dismiss") << "save"
+                                       << "dismiss";
+    }
+    void theBannerButtonsRetryAndHandTheKeyboardBack() {
+        QFETCH(QString, failure);
+        QFETCH(QString, button);
+        const QString blocker = m_sandbox->library() + QStringLiteral("/notes");
+        if (failure == QLatin1String("load")) {
+            AppSandbox::writeFile(blocker, "a file where the folder belongs");
+        }
         makePanel();
         showPanel();
-        QVERIFY(!named<QWidget>("banner")->isVisible());
-        model().setBannerMessage(QStringLiteral("Could not save this note: disk full"));
+        QString file;
+        if (failure == QLatin1String("save")) {
+            file = m_sandbox->noteFile(toQString(model().current().id.string()));
+            AppSandbox::writeFile(file, QByteArray("\xFF not UTF-8"));
+            QTest::keyClicks(view().editor()->textView(), QStringLiteral("kept"));
+            QVERIFY(!model().flush());
+            AppSandbox::writeFile(file, "repaired outside");
+        } else {
+            QFile::remove(blocker);
+        }
         QVERIFY(named<QWidget>("banner")->isVisible());
-        QCOMPARE(named<QLabel>("banner-text")->text(),
-                 QStringLiteral("Could not save this note: disk full"));
-        named<QToolButton>("dismiss")->click();
-        QVERIFY(model().bannerMessage().isNull());
+        QCOMPARE(named<QLabel>("banner-text")->text(), model().bannerMessage());
+
+        auto* pressed = named<QAbstractButton>(qPrintable(button));
+        pressed->setFocus(Qt::TabFocusReason); // reached from the keyboard
+        QTest::keyClick(pressed, Qt::Key_Space);
         QVERIFY(!named<QWidget>("banner")->isVisible());
+        QVERIFY(model().isLoaded());
+        if (button == QLatin1String("retry") && failure == QLatin1String("save")) {
+            QCOMPARE(AppSandbox::readFile(file), QByteArray("kept")); // without another keystroke
+        }
+        QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("!"));
+        QVERIFY(toQString(model().current().text).endsWith(QLatin1Char('!')));
     }
 
     void theNotesListSearchesAndShowsPins() {

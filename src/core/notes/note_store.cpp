@@ -184,7 +184,7 @@ const Entry& NoteStore::entry(const Uuid& id) const {
     return *found;
 }
 
-NoteIndex NoteStore::readIndexOrRecover() const {
+NoteIndex NoteStore::readIndexOrRecover() {
     const std::filesystem::path path = m_root / indexFileName;
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0 && errno == ENOENT) {
@@ -206,6 +206,7 @@ NoteIndex NoteStore::readIndexOrRecover() const {
     if (::rename(path.c_str(), broken.c_str()) != 0) {
         throwFileError(errno, path);
     }
+    m_movedAsideIndex = broken;
     return NoteIndex{};
 }
 

@@ -71,10 +71,17 @@ public:
     const std::vector<NoteDocument>& notes() const { return m_notes; }
     bool isLoaded() const { return m_isLoaded; }
     const std::filesystem::path& root() const { return m_root; }
+    /// The path a load of this store last moved a damaged index.json to
+    /// ("<root>/index.json.broken-<time>-<UUID>"), or nothing when no load found one. It stays
+    /// set through later loads, so that a recovery followed by a failed load is still reported
+    /// once a retry succeeds.
+    const std::optional<std::filesystem::path>& movedAsideIndex() const {
+        return m_movedAsideIndex;
+    }
 
 private:
     std::filesystem::path noteURL(const Uuid& id) const;
-    NoteIndex readIndexOrRecover() const;
+    NoteIndex readIndexOrRecover();
     void writeIndex(const detail::NoteEntries& entries) const;
     void refreshNotesPreservingText();
     void requireLoaded() const;
@@ -90,6 +97,7 @@ private:
     std::unordered_map<Uuid, std::filesystem::path>
         m_fileURLs; ///< only names not in canonical form
     std::int64_t m_nextOrder = 0;
+    std::optional<std::filesystem::path> m_movedAsideIndex;
 };
 
 } // namespace zemvar::core

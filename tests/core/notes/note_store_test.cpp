@@ -220,10 +220,18 @@ TEST_F(NoteStoreTest, ABrokenIndexIsMovedAsideAndTheLibraryRebuilt) {
         if (std::regex_match(item.path().filename().string(), brokenName)) {
             ++brokenFiles;
             EXPECT_EQ(readFile(item.path()), broken);
+            EXPECT_EQ(store.movedAsideIndex(), item.path());
         }
     }
     EXPECT_EQ(brokenFiles, 1);
     EXPECT_EQ(indexJson()["notes"].size(), 2u);
+    // Still reported after a later load that found nothing wrong; a store that never
+    // recovered reports nothing.
+    store.load();
+    EXPECT_TRUE(store.movedAsideIndex().has_value());
+    NoteStore healthy(library);
+    healthy.load();
+    EXPECT_FALSE(healthy.movedAsideIndex().has_value());
 }
 
 TEST_F(NoteStoreTest, TwoRecoveriesInOneSecondKeepBothBrokenIndexes) {
