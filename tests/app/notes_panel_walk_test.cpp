@@ -376,9 +376,6 @@ private:
         QTRY_VERIFY2(controller().openSheet() != nullptr, qPrintable(where()));
         press(confirm ? Qt::Key_Return : Qt::Key_Escape);
         QTRY_VERIFY2(controller().openSheet() == nullptr, qPrintable(where()));
-        if (!panel().isActiveWindow()) {
-            panel().activateWindow();
-        } // TEMPORARY until sheets
         QTRY_VERIFY2(panel().isActiveWindow(), qPrintable(where()));
         settle();
         if (!confirm) {
