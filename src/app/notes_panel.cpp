@@ -68,6 +68,9 @@ NotesPanel::NotesPanel(QWidget* content)
     // The content stays inside the rounded corners.
     layout->setContentsMargins(edgeWidth, edgeWidth, edgeWidth, edgeWidth);
     layout->addWidget(content);
+    // The frame and the sheets wear the content's colours (a forced light or dark appearance).
+    setPalette(content->palette());
+    content->installEventFilter(this);
 }
 
 void NotesPanel::paintEvent(QPaintEvent*) {
@@ -95,6 +98,9 @@ void NotesPanel::presentSheet(QDialog* sheet, QWidget* focus) {
 }
 
 bool NotesPanel::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_content && event->type() == QEvent::PaletteChange) {
+        setPalette(m_content->palette());
+    }
     // The sheet hides itself when it finishes, before it announces how; hidden together with
     // the panel it is still open.
     if (watched == m_sheet && event->type() == QEvent::Hide && m_sheet->isHidden()) {

@@ -506,13 +506,37 @@ private Q_SLOTS:
         QCOMPARE(list->count(), 3);
         QCOMPARE(list->item(1)->text(), QStringLiteral("Caf\u00e9 budget"));
         QCOMPARE(list->item(2)->text(), QStringLiteral("Empty note"));
-        view().sidebar()->searchField()->setText(QStringLiteral("CAFE"));
+        showPanel();
+        QLineEdit* search = view().sidebar()->searchField();
+        QTest::keyClicks(search, QStringLiteral("CAFE"));
         QCOMPARE(list->count(), 1);
-        view().sidebar()->searchField()->clear();
-        list->setCurrentRow(2);
-        Q_EMIT list->itemClicked(list->item(2));
+        // By keys: Return opens the first note found; Down goes into the list, Return opens a row.
+        model().select(model().notes().front().id);
+        model().setSidebarVisible(true);
+        QTest::keyClick(search, Qt::Key_Return);
+        QCOMPARE(model().currentIndex(), 1);
+        QVERIFY(!model().sidebarVisible());
+        model().setSidebarVisible(true);
+        search->clear();
+        QTest::keyClick(search, Qt::Key_Down);
+        QVERIFY(list->hasFocus());
+        QTest::keyClick(list, Qt::Key_Down);
+        QTest::keyClick(list, Qt::Key_Return);
         QCOMPARE(model().currentIndex(), 2);
         QVERIFY(!model().sidebarVisible());
+    }
+
+    void theAppearanceColoursTheWholePanel() {
+        makePanel();
+        showPanel();
+        for (const char* appearance : {"dark", "light"}) {
+            m_sandbox->settings().setValue(settings::appearance, QString::fromLatin1(appearance));
+            view().applySettings();
+            // The toolbar's backdrop is the panel's own painting.
+            const QImage image = panel().grab().toImage();
+            const QColor backdrop = image.pixelColor(image.width() / 2, NotesPanel::edgeWidth + 2);
+            QCOMPARE(backdrop.lightness() < 128, view().isDark());
+        }
     }
 
     void relativeDatesReadNaturally() {
