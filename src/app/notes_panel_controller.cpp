@@ -109,6 +109,12 @@ void NotesPanelController::show() {
     m_panel->show();
     m_panel->raise();
     m_panel->activateWindow();
+    // Shown again before the desktop reported that it lost the focus (a quick double press of
+    // the shortcut), the panel is still the focus window, so no activation follows: take it.
+    if (QGuiApplication::focusWindow() == m_panel->windowHandle() &&
+        QApplication::activeWindow() != m_panel) {
+        QApplication::setActiveWindow(m_panel);
+    }
     if (!m_routingKeys) {
         qApp->installEventFilter(this);
         m_routingKeys = true;

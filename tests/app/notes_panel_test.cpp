@@ -344,6 +344,16 @@ private Q_SLOTS:
         QCOMPARE(panel().pos(), QPoint(40, 50));
     }
 
+    void aQuickHideAndShowTakesTheKeysBack() {
+        makePanel(2);
+        showPanel();
+        controller().hide();
+        controller().show(); // before the platform reported the lost focus
+        QTRY_VERIFY(view().editor()->textView()->hasFocus());
+        press(Qt::Key_BracketRight, Qt::ControlModifier);
+        QCOMPARE(model().currentIndex(), 1);
+    }
+
     void hidingWritesPendingTextAndAPinnedPanelStays() {
         makePanel();
         showPanel();

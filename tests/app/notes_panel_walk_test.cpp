@@ -525,8 +525,12 @@ private:
         }
         QVERIFY2(!panel().isVisible(), qPrintable(where()));
         flushed(before);
-        // A person shows it again moments later, once the desktop has taken the focus away.
-        QTRY_VERIFY2(QGuiApplication::focusWindow() != panel().windowHandle(), qPrintable(where()));
+        // Shown again at once (a double press of the shortcut), or once the desktop has taken
+        // the focus away.
+        if (pick(2) == 0) {
+            QTRY_VERIFY2(QGuiApplication::focusWindow() != panel().windowHandle(),
+                         qPrintable(where()));
+        }
         m_app->togglePanel();
         QVERIFY(QTest::qWaitForWindowActive(&panel()));
         settle();
