@@ -510,7 +510,8 @@ void NoteMarkdownPreview::scheduleBuild() {
     if (!isVisible() || isFullyBuilt() || m_sliceTimer.isActive()) {
         return;
     }
-    // The estimate decides within a slice; the laid-out height catches an estimate too high.
+    // The heights counted while building decide within a slice; the laid-out height catches
+    // rows that have become shorter since (a wider preview).
     const double wanted = wantedHeight();
     if (m_builtHeight < wanted || widget()->height() < wanted) {
         m_sliceTimer.start();
@@ -550,7 +551,8 @@ void NoteMarkdownPreview::buildPiece() {
     const qsizetype end = pieceEnd(m_blockText, m_pieceStart);
     const QStringView piece = QStringView(m_blockText).sliced(m_pieceStart, end - m_pieceStart);
     // The piece is laid out here, within the slice, at the width its row gives it (the row's
-    // once laid out), so that the layout of the rows finds its height known.
+    // own once it is laid out, else the one it will get), so that the layout of the rows finds
+    // its height already known.
     if (block.kind == Kind::code) {
         QLabel* label = codeLabel(piece.toString(), m_pieceFont);
         m_builtHeight += label->sizeHint().height();

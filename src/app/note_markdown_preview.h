@@ -54,7 +54,7 @@ protected:
 
 private:
     void rebuild();
-    /// Builds rows until their estimated height reaches what the first screen shows.
+    /// Builds rows until their height reaches the bottom of the visible part.
     void fillFirstScreen();
     /// Starts a slice of building when the reader is near the end of the rows built so far.
     void scheduleBuild();
