@@ -521,9 +521,10 @@ void NoteMarkdownPreview::scheduleBuild() {
 void NoteMarkdownPreview::buildSlice() {
     const QDeadlineTimer deadline(sliceMilliseconds);
     const double wanted = wantedHeight();
-    do {
+    // The first screen may have been built since this slice was scheduled.
+    while (!isFullyBuilt() && m_builtHeight < wanted && !deadline.hasExpired()) {
         buildPiece();
-    } while (!isFullyBuilt() && m_builtHeight < wanted && !deadline.hasExpired());
+    }
     addPage();
     scheduleBuild();
 }

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QLayout>
 #include <QScrollBar>
+#include <QStackedWidget>
 #include <QTest>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -258,6 +259,19 @@ private Q_SLOTS:
         QCOMPARE(kinds(rows(*m_preview)), QStringList{QStringLiteral("heading")});
         QTest::qWait(20);
         QCOMPARE(rows(*m_preview).size(), 1);
+
+        // As in the panel: switched to in a stack, resized before it is shown, then built.
+        QStackedWidget stack;
+        stack.addWidget(new QLabel(QStringLiteral("editor")));
+        auto* inStack = new NoteMarkdownPreview;
+        stack.addWidget(inStack);
+        stack.resize(400, 300);
+        stack.show();
+        inStack->setText(QStringLiteral("# A\n\nshort note"));
+        stack.setCurrentWidget(inStack);
+        QTest::qWait(20);
+        QCOMPARE(kinds(rows(*inStack)),
+                 (QStringList{QStringLiteral("heading"), QStringLiteral("paragraph")}));
     }
 };
 
