@@ -135,6 +135,9 @@ int exportNote(const Invocation& invocation, Streams& streams) {
     }
     try {
         core::NoteExport::write(*note, path);
+    } catch (const core::ExternalTextFileError& refusal) {
+        streams.err << refusal.what() << '\n'; // a FIFO or device, refused as `inspect` does
+        return exitFailure;
     } catch (const std::exception& error) {
         streams.err << "Could not export this note: " << error.what() << '\n';
         return exitFailure;

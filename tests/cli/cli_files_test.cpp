@@ -5,6 +5,7 @@
 
 #include <string>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -20,9 +21,10 @@ using testing::writeFile;
 
 class CliFilesTest : public ::testing::Test {
 protected:
-    ProcessResult cli(const std::vector<std::string>& arguments,
-                      const std::string& input = {}) const {
-        return testing::runProcess(ZEMVAR_CLI_PATH, arguments, input,
+    // Runs the tool, stopped after 10 s so that a hang fails the test (status 124).
+    ProcessResult cli(std::vector<std::string> arguments, const std::string& input = {}) const {
+        arguments.insert(arguments.begin(), {"--kill-after=2", "10", ZEMVAR_CLI_PATH});
+        return testing::runProcess("/usr/bin/timeout", arguments, input,
                                    {{"ZEMVAR_NOTES_LIBRARY", library.string()}});
     }
 
@@ -152,6 +154,40 @@ TEST_F(CliFilesTest, ExportRefusesTheLibraryButNotItsSibling) {
     EXPECT_EQ(failed.status, 1);
     EXPECT_TRUE(failed.err.starts_with("Could not export this note: ")) << failed.err;
     EXPECT_NE(failed.err.find("No such file or directory"), std::string::npos) << failed.err;
+}
+
+TEST_F(CliFilesTest, ExportNeverReplacesAFifoOrDeviceAndNamesTheChosenFile) {
+    const std::string id = note("text", "secret");
+    const auto out = folder / "out";
+    std::filesystem::create_directories(out);
+    ASSERT_EQ(::mkfifo((out / "pipe.txt").c_str(), 0600), 0);
+    std::filesystem::create_symlink(out / "pipe.txt", out / "to-pipe.txt");
+    std::vector<std::string> refused{"pipe.txt", "to-pipe.txt"};
+    // Only root may make a device node (here the null device, in the test's own folder).
+    if (::mknod((out / "null.txt").c_str(), S_IFCHR | 0666, ::makedev(1, 3)) == 0) {
+        refused.push_back("null.txt");
+    }
+    for (const auto& name : refused) {
+        const ProcessResult result = cli({"export", id, (out / name).string()});
+        EXPECT_EQ(result.status, 1) << name;
+        EXPECT_EQ(result.err, "Choose a regular text file, not a folder or device.\n");
+    }
+    EXPECT_TRUE(std::filesystem::is_fifo(out / "pipe.txt"));
+    EXPECT_EQ(std::filesystem::is_character_file(out / "null.txt"), refused.size() == 3);
+
+    // A failed write names the file as the user gave it, never a temporary file or where a
+    // link leads: here no file may grow beyond 0 bytes.
+    std::filesystem::create_directory_symlink(out, folder / "shortcut");
+    const auto chosen = folder / "shortcut" / "plan.txt";
+    const ProcessResult failed =
+        testing::runProcess("/bin/sh",
+                            {"-c", "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"", ZEMVAR_CLI_PATH,
+                             "export", id, chosen.string()},
+                            {}, {{"ZEMVAR_NOTES_LIBRARY", library.string()}});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(failed.err, "Could not export this note: " + chosen.string() + ": File too large\n");
+    EXPECT_EQ(testing::listFolder(out),
+              std::string(refused.size() == 3 ? "null.txt\n" : "") + "pipe.txt\nto-pipe.txt\n");
 }
 
 TEST_F(CliFilesTest, MarkdownBlocksMatchTheGoldenOutput) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -21,13 +22,15 @@ using testing::writeFile;
 
 class CliNotesTest : public ::testing::Test {
 protected:
-    // Runs the tool on the test's library (through --library unless `arguments` name one).
+    // Runs the tool on the test's library (through --library unless `arguments` name one),
+    // stopped after 10 s so that a hang fails the test with status 124 instead of blocking it.
     ProcessResult cli(std::vector<std::string> arguments, const std::string& input = {}) const {
         if (std::find(arguments.begin(), arguments.end(), "--library") == arguments.end()) {
             arguments.push_back("--library");
             arguments.push_back(library.string());
         }
-        return testing::runProcess(ZEMVAR_CLI_PATH, arguments, input,
+        arguments.insert(arguments.begin(), {"--kill-after=2", "10", ZEMVAR_CLI_PATH});
+        return testing::runProcess("/usr/bin/timeout", arguments, input,
                                    {{"ZEMVAR_NOTES_LIBRARY", ""}});
     }
 
@@ -188,6 +191,85 @@ TEST_F(CliNotesTest, AHeldLibraryRefusesChangesButCanBeRead) {
     EXPECT_EQ(readFile(library / "index.json"), indexBefore);
     EXPECT_EQ(cli({"list"}).status, 0);
     EXPECT_EQ(cli({"show", id}).status, 0);
+}
+
+// What another program that can write to the library folder may leave under the names the
+// tool uses, each pointing at a file outside the library: no command may write through it,
+// wait on it or create anything elsewhere.
+TEST_F(CliNotesTest, PlantedLinksAndFifosAreNeverWrittenThroughOrWaitedOn) {
+    namespace fs = std::filesystem;
+    enum class Plant {
+        symbolicLink,
+        hardLink,
+        fifo,
+        linkToDevice,
+    };
+    const struct {
+        std::string name; ///< "ID" stands for the note's ID
+        Plant plant;
+        bool lockRefused = false;
+    } rows[] = {
+        {"notes/ID.txt.tmp", Plant::symbolicLink},
+        {"notes/ID.txt.tmp", Plant::hardLink},
+        {"notes/ID.txt.tmp", Plant::fifo},
+        {"index.json.tmp", Plant::symbolicLink},
+        {"index.json.tmp", Plant::hardLink},
+        {"index.json.tmp", Plant::fifo},
+        {"index.json", Plant::fifo},
+        {"index.json", Plant::linkToDevice},
+        {".zemvar-notes.lock", Plant::symbolicLink, true},
+        {".zemvar-notes.lock", Plant::fifo, true},
+    };
+    const fs::path outside = folder / "outside";
+    const fs::path secret = outside / "secret.txt";
+    writeFile(secret, "secret");
+    fs::permissions(secret, fs::perms::owner_read | fs::perms::owner_write);
+    int row = 0;
+    for (const auto& [pattern, plant, lockRefused] : rows) {
+        library = folder / ("library " + std::to_string(++row));
+        const std::string id = newNote();
+        std::string name = pattern;
+        if (const auto at = name.find("ID"); at != std::string::npos) {
+            name.replace(at, 2, id);
+        }
+        const fs::path planted = library / name;
+        SCOPED_TRACE(name + " (row " + std::to_string(row) + ")");
+        fs::remove(planted);
+        switch (plant) {
+        case Plant::symbolicLink:
+            // The lock's link dangles: following it would create the file.
+            fs::create_symlink(lockRefused ? outside / "created" : secret, planted);
+            break;
+        case Plant::hardLink:
+            fs::create_hard_link(secret, planted);
+            break;
+        case Plant::fifo:
+            ASSERT_EQ(::mkfifo(planted.c_str(), 0600), 0);
+            break;
+        case Plant::linkToDevice:
+            fs::create_symlink("/dev/zero", planted);
+            break;
+        }
+
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"list"}, {"write", id}, {"pin", id}}) {
+            const ProcessResult result = cli(command, "written");
+            if (lockRefused) {
+                EXPECT_EQ(result.status, 1) << command[0];
+                EXPECT_EQ(result.err, planted.string() +
+                                          ": the library's lock file is a link or not a regular "
+                                          "file. Remove it and try again.\n");
+            } else {
+                EXPECT_EQ(result.status, 0) << command[0] << ": " << result.err;
+            }
+        }
+        if (!lockRefused) {
+            EXPECT_EQ(cli({"show", id}).out, "written");
+        }
+        EXPECT_EQ(readFile(secret), "secret");
+        EXPECT_EQ(fs::status(secret).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+        EXPECT_EQ(testing::listFolder(outside), "secret.txt\n");
+    }
 }
 
 TEST_F(CliNotesTest, UsageErrorsExitWithTwoAndEveryCommandHasHelp) {

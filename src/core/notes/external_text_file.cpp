@@ -7,13 +7,7 @@
 #include "core/notes/user_file.h"
 #include "core/text/unicode.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 namespace zemvar::core {
@@ -34,21 +28,6 @@ constexpr std::string_view utf16BigEndianMark = "\xFE\xFF";
 [[noreturn]] void fail(ExternalTextFileError::Case errorCase) {
     throw ExternalTextFileError(errorCase);
 }
-
-// Closes a descriptor on every path out of read(); a failing close changes nothing that was
-// read, so it is ignored.
-class ReadDescriptor {
-public:
-    explicit ReadDescriptor(int fd)
-        : m_fd(fd) {}
-    ReadDescriptor(const ReadDescriptor&) = delete;
-    ReadDescriptor& operator=(const ReadDescriptor&) = delete;
-    ~ReadDescriptor() { ::close(m_fd); }
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 std::optional<int> hexValue(char ch) {
     if (ch >= '0' && ch <= '9') {
@@ -170,49 +149,11 @@ ExternalTextFile ExternalTextFile::read(const std::filesystem::path& path) {
     if (path.empty()) {
         fail(ExternalTextFileError::Case::notRegular);
     }
-    // Decide on the kind of item before opening it: opening a FIFO would wait for a writer.
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0) {
-        throwFileError(errno, path);
-    }
-    if (!S_ISREG(info.st_mode)) {
+    std::optional<std::string> data = readRegularFile(path, maximumBytes);
+    if (!data) {
         fail(ExternalTextFileError::Case::notRegular);
     }
-    int fd = -1;
-    do {
-        fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    } while (fd < 0 && errno == EINTR);
-    if (fd < 0) {
-        throwFileError(errno, path);
-    }
-    const ReadDescriptor file(fd);
-    // The item may have been swapped between stat and open; judge what was actually opened.
-    if (::fstat(file.get(), &info) != 0) {
-        throwFileError(errno, path);
-    }
-    if (!S_ISREG(info.st_mode)) {
-        fail(ExternalTextFileError::Case::notRegular);
-    }
-
-    // One byte beyond the limit is enough to know that a file is too large.
-    constexpr std::size_t wanted = maximumBytes + 1;
-    std::string data;
-    char buffer[65536];
-    while (data.size() < wanted) {
-        const std::size_t chunk = std::min(sizeof buffer, wanted - data.size());
-        const ssize_t got = ::read(file.get(), buffer, chunk);
-        if (got < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            throwFileError(errno, path);
-        }
-        if (got == 0) {
-            break;
-        }
-        data.append(buffer, static_cast<std::size_t>(got));
-    }
-    return ExternalTextFile(std::move(data));
+    return ExternalTextFile(std::move(*data)); // refuses more than maximumBytes
 }
 
 ExternalTextFile ExternalTextFile::readLocation(std::string_view location) {

@@ -2,50 +2,19 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/notes/file_io.h"
 
+#include "core/notes/uuid.h"
+
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
+#include <limits>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace zemvar::core {
-
-namespace {
-
-int openOrThrow(const std::filesystem::path& path, int flags, mode_t mode = 0) {
-    int fd = -1;
-    do {
-        fd = ::open(path.c_str(), flags | O_CLOEXEC, mode);
-    } while (fd < 0 && errno == EINTR);
-    if (fd < 0) {
-        throwFileError(errno, path);
-    }
-    return fd;
-}
-
-void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path) {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(fd, bytes.data(), bytes.size());
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            throwFileError(errno, path);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-void syncFolder(const std::filesystem::path& folder) {
-    const FileDescriptor fd(openOrThrow(folder, O_RDONLY | O_DIRECTORY));
-    // Some file systems cannot sync a folder; the rename itself has happened by now.
-    if (::fsync(fd.get()) != 0 && errno != EINVAL && errno != EROFS) {
-        throwFileError(errno, folder);
-    }
-}
-
-} // namespace
 
 FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
     : m_fd(std::exchange(other.m_fd, -1)) {
@@ -78,13 +47,23 @@ void throwFileError(int error, const std::filesystem::path& path) {
 
 namespace {
 
-// `pathOf` names the file for an error message; it is only called when one is needed.
+FileDescriptor openAt(int folder, const char* name, int flags, mode_t mode = 0) {
+    int fd = -1;
+    do {
+        fd = ::openat(folder, name, flags | O_CLOEXEC, mode);
+    } while (fd < 0 && errno == EINTR);
+    return FileDescriptor(fd);
+}
+
+// Reads until the end of the file or until `wanted` bytes are read. `pathOf` names the file
+// for an error message; it is only called when one is needed.
 template <typename PathOf>
-std::string readAll(const FileDescriptor& fd, PathOf pathOf) {
+std::string readUpTo(const FileDescriptor& fd, std::size_t wanted, PathOf pathOf) {
     std::string bytes;
     char buffer[65536];
-    for (;;) {
-        const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
+    while (bytes.size() < wanted) {
+        const std::size_t chunk = std::min(sizeof buffer, wanted - bytes.size());
+        const ssize_t got = ::read(fd.get(), buffer, chunk);
         if (got < 0) {
             if (errno == EINTR) {
                 continue;
@@ -92,69 +71,159 @@ std::string readAll(const FileDescriptor& fd, PathOf pathOf) {
             throwFileError(errno, pathOf());
         }
         if (got == 0) {
-            return bytes;
+            break;
         }
         bytes.append(buffer, static_cast<std::size_t>(got));
     }
+    return bytes;
 }
+
+// Reads the item `name` of `folder` if it is a regular file. `judged`: the caller has just
+// seen that it is one (in a folder listing), so it is not examined again before opening.
+template <typename PathOf>
+std::optional<std::string> readRegular(int folder, const char* name, std::size_t limit, bool judged,
+                                       PathOf pathOf) {
+    // Opening a FIFO would wait for a writer, and opening a device may do anything: judge the
+    // item by its name first, then what was actually opened.
+    struct stat info {};
+    if (!judged && ::fstatat(folder, name, &info, 0) != 0) {
+        throwFileError(errno, pathOf());
+    }
+    if (!judged && !S_ISREG(info.st_mode)) {
+        return std::nullopt;
+    }
+    const FileDescriptor fd = openAt(folder, name, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!fd) {
+        throwFileError(errno, pathOf());
+    }
+    if (::fstat(fd.get(), &info) != 0) {
+        throwFileError(errno, pathOf());
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return std::nullopt;
+    }
+    // One byte beyond the limit is enough to know that a file is too large.
+    return readUpTo(fd, limit < std::numeric_limits<std::size_t>::max() ? limit + 1 : limit,
+                    pathOf);
+}
+
+void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throwFileError(errno, path);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void syncFolder(const std::filesystem::path& folder, const std::filesystem::path& target) {
+    const FileDescriptor fd = openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+    // Some file systems cannot sync a folder; the rename itself has happened by now.
+    if (!fd || (::fsync(fd.get()) != 0 && errno != EINVAL && errno != EROFS)) {
+        throwFileError(errno, target);
+    }
+}
+
+// "<target>.<12 random hex digits>.tmp", the digits being the last, wholly random, group of a
+// fresh UUID. A long name is cut so that the temporary's still fits in a file name.
+std::filesystem::path temporaryName(const std::filesystem::path& target) {
+    constexpr std::size_t digits = 12;
+    constexpr std::string_view extension = ".tmp";
+    char id[Uuid::stringLength];
+    Uuid::random().writeString(id);
+    std::string name = target.filename().native();
+    name.resize(std::min(name.size(), NAME_MAX - 1 - digits - extension.size()));
+    name += '.';
+    name.append(id + Uuid::stringLength - digits, digits);
+    name += extension;
+    return target.parent_path() / name;
+}
+
+// A new file beside a target, created under a name nobody could have prepared: removed again
+// when destroyed, unless it was renamed over the target.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::filesystem::path& target)
+        : m_target(target) {
+        // O_EXCL refuses any existing name, links included; a taken name (an attacker who
+        // guessed it, or a leftover) just means another draw.
+        for (int attempt = 0; attempt < 8; ++attempt) {
+            m_path = temporaryName(target);
+            m_fd = openAt(AT_FDCWD, m_path.c_str(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NOCTTY, 0666);
+            if (m_fd || errno != EEXIST) {
+                break;
+            }
+        }
+        if (!m_fd) {
+            const int error = errno;
+            m_path.clear();
+            throwFileError(error, target);
+        }
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (!m_path.empty()) {
+            ::unlink(m_path.c_str()); // nothing more can be done if even this fails
+        }
+    }
+
+    int fd() const { return m_fd.get(); }
+
+    /// Closes the flushed file and renames it over the target.
+    void replaceTarget() {
+        if (::close(m_fd.release()) != 0 || ::rename(m_path.c_str(), m_target.c_str()) != 0) {
+            throwFileError(errno, m_target);
+        }
+        m_path.clear();
+    }
+
+private:
+    std::filesystem::path m_target;
+    std::filesystem::path m_path;
+    FileDescriptor m_fd;
+};
 
 } // namespace
 
 std::string readFileBytes(const std::filesystem::path& path) {
-    return readAll(FileDescriptor(openOrThrow(path, O_RDONLY)), [&] { return path; });
+    const FileDescriptor fd = openAt(AT_FDCWD, path.c_str(), O_RDONLY);
+    if (!fd) {
+        throwFileError(errno, path);
+    }
+    return readUpTo(fd, std::numeric_limits<std::size_t>::max(), [&] { return path; });
 }
 
-std::string readFileBytesAt(const FileDescriptor& folder, const std::filesystem::path& folderPath,
-                            const std::string& name) {
-    int fd = -1;
-    do {
-        fd = ::openat(folder.get(), name.c_str(), O_RDONLY | O_CLOEXEC);
-    } while (fd < 0 && errno == EINTR);
-    if (fd < 0) {
-        throwFileError(errno, folderPath / name);
-    }
-    return readAll(FileDescriptor(fd), [&] { return folderPath / name; });
+std::optional<std::string> readRegularFile(const std::filesystem::path& path, std::size_t limit) {
+    return readRegular(AT_FDCWD, path.c_str(), limit, false, [&] { return path; });
 }
 
-void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
-                         TemporaryFile temporaryFile) {
-    std::filesystem::path temporary = target;
-    temporary += ".tmp";
-    FileDescriptor fd;
-    if (temporaryFile == TemporaryFile::replaced) {
-        fd = FileDescriptor(openOrThrow(temporary, O_WRONLY | O_CREAT | O_TRUNC, 0666));
-    } else {
-        for (int attempt = 1;; ++attempt) {
-            fd = FileDescriptor(
-                ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-            if (fd || errno != EEXIST || attempt == 100) {
-                break;
-            }
-            temporary = target;
-            temporary += '.';
-            temporary += std::to_string(attempt);
-            temporary += ".tmp";
-        }
-        if (!fd) {
-            throwFileError(errno, temporary);
-        }
-    }
+std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
+                                             const std::filesystem::path& folderPath,
+                                             const std::string& name, std::size_t limit) {
+    return readRegular(folder.get(), name.c_str(), limit, true, [&] { return folderPath / name; });
+}
+
+void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes) {
+    TemporaryFile temporary(target);
     struct stat existing {};
     if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
-        ::fchmod(fd.get(), existing.st_mode & 07777);
+        // Best effort: some file systems (FAT) have no modes to change, and the content
+        // matters more than the permission bits.
+        static_cast<void>(::fchmod(temporary.fd(), existing.st_mode & 0777));
     }
-    writeAll(fd.get(), bytes, temporary);
-    if (::fsync(fd.get()) != 0) {
-        throwFileError(errno, temporary);
-    }
-    if (::close(fd.release()) != 0) {
-        throwFileError(errno, temporary);
-    }
-    if (::rename(temporary.c_str(), target.c_str()) != 0) {
+    writeAll(temporary.fd(), bytes, target);
+    if (::fsync(temporary.fd()) != 0) {
         throwFileError(errno, target);
     }
+    temporary.replaceTarget();
     const std::filesystem::path folder = target.parent_path();
-    syncFolder(folder.empty() ? std::filesystem::path(".") : folder);
+    syncFolder(folder.empty() ? std::filesystem::path(".") : folder, target);
 }
 
 } // namespace zemvar::core

@@ -2,7 +2,9 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,29 +38,39 @@ private:
 /// Throws std::system_error for `error` (an errno value) about `path`.
 [[noreturn]] void throwFileError(int error, const std::filesystem::path& path);
 
-/// Reads the whole file at `path`.
+/// Reads everything the item at `path` gives until its end, whatever its kind (a pipe, too):
+/// for input that a user names on a command line. Files of the library and the user's documents
+/// are read with readRegularFile.
 std::string readFileBytes(const std::filesystem::path& path);
 
-/// Reads the whole file `name` of the open folder `folder`; `folderPath` names the folder in
-/// error messages. Cheaper than a full path when many files of one folder are read.
-std::string readFileBytesAt(const FileDescriptor& folder, const std::filesystem::path& folderPath,
-                            const std::string& name);
+/// Reads the regular file at `path` (symbolic links followed) without ever waiting or reading
+/// without bound. The kind of item is checked before it is opened, so a FIFO or a device is
+/// never opened, and again on what was opened, in case the name was swapped in between; the
+/// file is opened non-blocking. At most `limit` + 1 bytes are read, so a result longer than
+/// `limit` bytes means that the file is larger than `limit`.
+/// Returns no value for anything but a regular file: a folder, FIFO, socket or device.
+/// Throws std::system_error when the item cannot be examined, opened or read.
+std::optional<std::string> readRegularFile(const std::filesystem::path& path, std::size_t limit);
 
-/// Where writeFileAtomically puts its temporary file, beside the target.
-enum class TemporaryFile {
-    /// "<target>.tmp", replacing whatever has that name: for folders the program owns.
-    replaced,
-    /// The first of "<target>.tmp", "<target>.1.tmp", "<target>.2.tmp", ... that does not
-    /// exist yet: for the user's own folders, where that name may hold one of their files.
-    unused,
-};
+/// Like readRegularFile, for the item `name` of the open folder `folder`, which the caller has
+/// just seen to be a regular file in a listing of the folder: only what was opened is checked
+/// again. `folderPath` names the folder in error messages. Cheaper than a full path when many
+/// files of one folder are read.
+std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
+                                             const std::filesystem::path& folderPath,
+                                             const std::string& name, std::size_t limit);
 
 /// Replaces the file at `target` with `bytes` so that a crash at any moment leaves either the
-/// old or the new file, never a mixture: writes a temporary file beside it, flushes that to
-/// disk, renames it over `target` and flushes the folder. An existing target keeps its
-/// permission bits. A failure leaves `target` untouched (a leftover temporary file is not
-/// removed).
-void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
-                         TemporaryFile temporaryFile = TemporaryFile::replaced);
+/// old or the new file, never a mixture: writes a new temporary file beside it, flushes that to
+/// disk, renames it over `target` and flushes the folder.
+///
+/// The temporary file gets a fresh random name ("<target>.<12 hex digits>.tmp") and is created
+/// exclusively without following links, so nothing that already exists beside the target (a
+/// file, a symbolic or hard link, a FIFO) is ever opened, written or reused. `target` itself is
+/// replaced, never written through: a link standing there is replaced by the new file. An
+/// existing regular target's permission bits are given to the new file. Failures are
+/// std::system_error naming `target`, never the temporary name; after a failure `target` is
+/// untouched and the temporary file is removed.
+void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
 
 } // namespace zemvar::core

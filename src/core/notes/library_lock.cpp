@@ -4,7 +4,9 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <stdexcept>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -22,9 +24,21 @@ std::optional<LibraryLock> LibraryLock::tryAcquire(const std::filesystem::path& 
         throwFileError(error.value(), libraryFolder);
     }
     const std::filesystem::path path = libraryFolder / fileName;
-    FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
-    if (!file) {
+    // Whoever can write to the folder may have put a link or a FIFO under this name: never
+    // follow a link (that would create or lock a file elsewhere) and never wait for a writer.
+    FileDescriptor file(::open(
+        path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644));
+    if (!file && errno != ELOOP) { // ELOOP: the name is a symbolic link
         throwFileError(errno, path);
+    }
+    struct stat info {};
+    if (file && ::fstat(file.get(), &info) != 0) {
+        throwFileError(errno, path);
+    }
+    if (!file || !S_ISREG(info.st_mode)) {
+        throw std::runtime_error(path.string() +
+                                 ": the library's lock file is a link or not a regular file. "
+                                 "Remove it and try again.");
     }
     int result = 0;
     do {

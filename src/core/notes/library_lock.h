@@ -30,7 +30,9 @@ public:
     static constexpr const char* fileName = ".zemvar-notes.lock";
 
     /// Creates the library folder if needed and takes the lock. Throws LibraryInUseError when
-    /// another program holds it, std::system_error when the folder or file cannot be made.
+    /// another program holds it, std::system_error when the folder or file cannot be made, and
+    /// std::runtime_error when the lock file's name holds a symbolic link or anything but a
+    /// regular file (never followed or waited on).
     static LibraryLock acquire(const std::filesystem::path& libraryFolder);
     /// Like acquire, but gives no value instead of throwing LibraryInUseError.
     static std::optional<LibraryLock> tryAcquire(const std::filesystem::path& libraryFolder);

@@ -70,21 +70,27 @@ std::optional<Uuid> noteIdOfFileName(std::string_view name) {
     return Uuid::parse(name.substr(0, name.size() - extension.size()));
 }
 
-// Reads a note's bytes with `read` and checks that they are UTF-8. A file that cannot be read
-// is reported like one that is not UTF-8: either way the note cannot be shown, and its file
-// must be left alone.
+// The text of a note file as readRegularFile gave it. Anything but a regular file of at most
+// maximumNoteBytes that holds UTF-8 means that the note cannot be shown, and its file must be
+// left alone.
+std::string checkedNoteText(const Uuid& id, std::optional<std::string> bytes) {
+    if (!bytes || bytes->size() > NoteStore::maximumNoteBytes || !text::isValidUtf8(*bytes)) {
+        throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
+    }
+    return std::move(*bytes);
+}
+
+// Reads a note's file with `read` and checks it. A file that cannot be read is reported like
+// one that is not UTF-8.
 template <typename Read>
 std::string readNoteText(const Uuid& id, Read read) {
-    std::string bytes;
+    std::optional<std::string> bytes;
     try {
         bytes = read();
     } catch (const std::system_error&) {
         throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
     }
-    if (!text::isValidUtf8(bytes)) {
-        throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
-    }
-    return bytes;
+    return checkedNoteText(id, std::move(bytes));
 }
 
 // The canonical file name of a note, "<UUID>.txt" in upper case.
@@ -190,8 +196,11 @@ NoteIndex NoteStore::readIndexOrRecover() {
     if (::stat(path.c_str(), &info) != 0 && errno == ENOENT) {
         return NoteIndex{};
     }
-    const std::string bytes = readFileBytes(path);
-    if (auto index = NoteIndex::decode(bytes)) {
+    // Anything but a regular file of a size the store could have written (a FIFO, a device,
+    // a folder, a huge file) is no index: it is kept aside like a damaged one.
+    const std::optional<std::string> bytes = readRegularFile(path, maximumIndexBytes);
+    if (auto index = bytes && bytes->size() <= maximumIndexBytes ? NoteIndex::decode(*bytes)
+                                                                 : std::nullopt) {
         return *index;
     }
     if (m_access == Access::readOnly) {
@@ -262,8 +271,9 @@ const std::vector<NoteDocument>& NoteStore::load() {
     std::unordered_map<Uuid, std::filesystem::path> fileURLs;
     std::vector<bool> hasFile(indexed.size(), false);
     for (NoteFile& file : files) {
-        file.text = readNoteText(
-            file.id, [&] { return readFileBytesAt(folder, notesFolder, file.fileName()); });
+        file.text = readNoteText(file.id, [&] {
+            return readRegularFileAt(folder, notesFolder, file.fileName(), maximumNoteBytes);
+        });
         if (!file.name.empty()) {
             fileURLs.emplace(file.id, notesFolder / file.name); // see noteURL
         }
@@ -343,9 +353,14 @@ void NoteStore::save(const NoteDocument& document) {
     if (!text::isValidUtf8(document.text)) {
         throw std::invalid_argument("The note text is not valid UTF-8.");
     }
+    // A larger file would stop the next load.
+    if (document.text.size() > maximumNoteBytes) {
+        throw std::length_error("This note is larger than 64 MB and cannot be saved. Move part "
+                                "of it to another note.");
+    }
     // Never overwrite a file that was replaced or damaged outside the app, or has vanished.
     const std::filesystem::path file = noteURL(document.id);
-    readNoteText(document.id, [&] { return readFileBytes(file); });
+    readNoteText(document.id, [&] { return readRegularFile(file, maximumNoteBytes); });
     writeFileAtomically(file, document.text);
 
     Entry saved = previous;
@@ -450,12 +465,10 @@ void NoteStore::refreshNotesPreservingText() {
             rebuilt.push_back(documentFor(*entry, *found->second));
             continue;
         }
-        const std::filesystem::path file = noteURL(entry->id);
-        std::string bytes = readFileBytes(file); // a read error passes through as it is
-        if (!text::isValidUtf8(bytes)) {
-            throw NoteStoreError(NoteStoreError::Case::unreadableNote, entry->id);
-        }
-        rebuilt.push_back(documentFor(*entry, std::move(bytes)));
+        // A read error passes through as it is.
+        rebuilt.push_back(documentFor(
+            *entry,
+            checkedNoteText(entry->id, readRegularFile(noteURL(entry->id), maximumNoteBytes))));
     }
     m_notes = std::move(rebuilt);
 }

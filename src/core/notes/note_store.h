@@ -8,6 +8,7 @@
 #include "core/notes/note_store_error.h"
 #include "core/notes/uuid.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -21,7 +22,9 @@ namespace zemvar::core {
 ///
 /// `load` reads and reconciles files and index; `save`, `create`, `deleteNote` and
 /// `setPinned` write through to disk, the note file first and the index second, and change
-/// the in-memory state only after the writes succeeded. Every write is atomic. A note file
+/// the in-memory state only after the writes succeeded. Every write is atomic and goes through
+/// a freshly created temporary file (writeFileAtomically), so a link, FIFO or file that another
+/// program put into the library folder is never written through or waited on. A note file
 /// that cannot be read as UTF-8 is never rewritten or deleted: it stops the load, or refuses
 /// the save, with NoteStoreError::unreadableNote.
 ///
@@ -39,6 +42,14 @@ public:
         readOnly,
     };
 
+    /// Largest note file read or written, in bytes (64 MiB, far beyond what an editor handles
+    /// comfortably). A larger file is unreadableNote; save refuses a larger text with
+    /// std::length_error, so the store never writes a note it could not load again.
+    static constexpr std::size_t maximumNoteBytes = 64 * 1024 * 1024;
+    /// Largest index.json read, in bytes (64 MiB). An entry takes 250 to 300 bytes, so the
+    /// index of a 10,000-note library is under 3 MB and the limit holds over 200,000 notes.
+    static constexpr std::size_t maximumIndexBytes = 64 * 1024 * 1024;
+
     /// Sets up a store for the library folder `root`; touches no file.
     explicit NoteStore(std::filesystem::path root, Access access = Access::readWrite);
 
@@ -46,14 +57,19 @@ public:
     /// adopts note files missing from the index (as calculation notes, dated by the file),
     /// drops index entries whose file is gone, moves an unreadable index aside as
     /// "index.json.broken-<time>-<UUID>", creates one empty note in an empty library, and
-    /// rewrites the index when anything changed. Throws ambiguousNote when two files name one
-    /// note and unreadableNote for a file that is not UTF-8; nothing is written then.
+    /// rewrites the index when anything changed. An index.json that is not a regular file (a
+    /// FIFO, a device, a folder; the link itself when it is one) or is larger than
+    /// maximumIndexBytes counts as unreadable and is moved aside too; a file-system error while
+    /// reading it stops the load. Throws ambiguousNote when two files name one note and
+    /// unreadableNote for a note file that is not UTF-8, not a regular file or larger than
+    /// maximumNoteBytes; nothing is written then. Reading never waits on a FIFO or device.
     const std::vector<NoteDocument>& load();
 
     /// Writes the document's text to its note file and its pin, mode and language to the
     /// index; its dates are ignored (updatedAt becomes now). Refuses with unreadableNote,
     /// writing nothing, when the current file cannot be read as UTF-8. The note keeps its
-    /// place in `notes`. Throws std::invalid_argument for text that is not valid UTF-8.
+    /// place in `notes`. Throws std::invalid_argument for text that is not valid UTF-8 and
+    /// std::length_error for text larger than maximumNoteBytes.
     void save(const NoteDocument& document);
 
     /// Creates an empty text note, placed right after `anchor` when that note exists (later

@@ -11,12 +11,13 @@ namespace zemvar::core {
 /// `bytes`, atomically (a temporary file beside it, flushed, renamed over it).
 ///
 /// A symbolic link is followed, so the file it names receives the bytes and the link stays in
-/// place. The temporary file takes a name beside the target that nothing uses yet
-/// ("<file>.tmp", else "<file>.1.tmp", ...), so none of the user's files is ever clobbered,
-/// not even one left over from an interrupted save. A folder at the destination is refused
-/// with "<path>: Is a directory" before anything is written.
-/// Other failures are std::system_error with the operating system's message; the destination is
-/// unchanged after any failure.
+/// place. The temporary file takes a fresh random name beside the target that nothing uses
+/// (see writeFileAtomically), so none of the user's files is ever clobbered or written through.
+/// A destination that exists but is not a regular file (a folder, FIFO, socket or device) is
+/// refused with ExternalTextFileError::notRegular before anything is written. Other failures
+/// are std::system_error with the operating system's message about `destination` as given
+/// ("/media/usb/plan.md: Read-only file system"); the destination is unchanged after any
+/// failure.
 void writeUserFileAtomically(const std::filesystem::path& destination, std::string_view bytes);
 
 } // namespace zemvar::core

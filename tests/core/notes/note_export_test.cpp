@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -105,18 +104,6 @@ TEST(NoteExportTest, WritesTheTextExactlyAndReplacesAnExistingFile) {
 
     NoteExport::write(note(""), path);
     EXPECT_EQ(readFile(path), "");
-}
-
-TEST(NoteExportTest, FileSystemErrorsPassThrough) {
-    const TemporaryFolder folder;
-    fs::create_directory(folder / "taken.txt");
-    writeFile(folder / "file", "x");
-    for (const fs::path& path : {folder / "taken.txt", folder / "file" / "a.txt"}) {
-        SCOPED_TRACE(path.string());
-        EXPECT_THROW(NoteExport::write(note("text"), path), std::system_error);
-    }
-    EXPECT_TRUE(fs::is_empty(folder / "taken.txt"));
-    EXPECT_EQ(readFile(folder / "file"), "x");
 }
 
 } // namespace

@@ -5,8 +5,11 @@
 #include "support/temporary_folder.h"
 
 #include <chrono>
+#include <csignal>
 #include <fcntl.h>
+#include <functional>
 #include <regex>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <system_error>
 
@@ -20,6 +23,28 @@ using testing::listFolder;
 using testing::readFile;
 using testing::TemporaryFolder;
 using testing::writeFile;
+
+// Lets this process write files of at most `bytes` bytes while it lives: a larger write fails
+// with EFBIG ("File too large"), which no permission, not even root's, gets round.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+        : m_previousHandler(std::signal(SIGXFSZ, SIG_IGN)) {
+        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &m_previous), 0);
+        const rlimit limit{bytes, m_previous.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &m_previous);
+        std::signal(SIGXFSZ, m_previousHandler);
+    }
+
+private:
+    rlimit m_previous{};
+    void (*m_previousHandler)(int);
+};
 
 const Uuid idA = *Uuid::parse("AAAAAAAA-0000-4000-8000-000000000001");
 const Uuid idB = *Uuid::parse("BBBBBBBB-0000-4000-8000-000000000002");
@@ -54,8 +79,10 @@ protected:
         std::string result;
         for (const auto& item : std::filesystem::recursive_directory_iterator(library)) {
             result += item.path().string() + "\n";
-            if (item.is_regular_file()) {
-                result += readFile(item.path()) + "\n";
+            if (item.is_regular_file()) { // a huge file by its size
+                result += item.file_size() > 1'000'000 ? std::to_string(item.file_size())
+                                                       : readFile(item.path());
+                result += "\n";
             }
         }
         return result;
@@ -126,7 +153,7 @@ TEST_F(NoteStoreTest, AdoptedFilesFollowTheHighestExistingOrder) {
 
 TEST_F(NoteStoreTest, IgnoresAndKeepsFilesThatAreNotNoteFiles) {
     const std::string strays[] = {"notes.md", "not-a-uuid.txt", idB.string() + ".TXT",
-                                  idB.string() + ".txt.tmp", idB.string()};
+                                  idB.string() + ".txt.0123456789AB.tmp", idB.string()};
     for (const auto& name : strays) {
         writeFile(library / "notes" / name, "stray");
     }
@@ -246,26 +273,78 @@ TEST_F(NoteStoreTest, TwoRecoveriesInOneSecondKeepBothBrokenIndexes) {
     EXPECT_NE(names.find("index.json.broken-"), names.rfind("index.json.broken-")) << names;
 }
 
+TEST_F(NoteStoreTest, AnIndexThatIsNoRegularFileOrTooLargeIsMovedAsideUnread) {
+    namespace fs = std::filesystem;
+    const struct {
+        const char* what;
+        std::function<void(const fs::path&)> plant;
+        std::function<bool(const fs::path&)> kept; ///< checks the item under its broken name
+    } rows[] = {
+        {"a FIFO", [](const fs::path& at) { ASSERT_EQ(::mkfifo(at.c_str(), 0600), 0); },
+         [](const fs::path& moved) {
+             return fs::is_fifo(moved);
+         }},
+        {"a link to a device", [](const fs::path& at) { fs::create_symlink("/dev/zero", at); },
+         [](const fs::path& moved) {
+             return fs::read_symlink(moved) == "/dev/zero";
+         }},
+        {"a folder", [](const fs::path& at) { fs::create_directory(at); },
+         [](const fs::path& moved) {
+             return fs::is_directory(moved);
+         }},
+        {"a file too large",
+         [](const fs::path& at) {
+             writeFile(at, "");
+             fs::resize_file(at, NoteStore::maximumIndexBytes + 1);
+         },
+         [](const fs::path& moved) {
+             return fs::file_size(moved) == NoteStore::maximumIndexBytes + 1;
+         }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const fs::path root = folder / row.what;
+        writeFile(root / "notes" / (idA.string() + ".txt"), "a");
+        row.plant(root / "index.json");
+        NoteStore store(root);
+        EXPECT_EQ(ids(store.load()), (std::vector<std::string>{"A"}));
+        EXPECT_TRUE(fs::is_regular_file(root / "index.json"));
+        int moved = 0;
+        for (const auto& item : fs::directory_iterator(root)) {
+            if (item.path().filename().string().starts_with("index.json.broken-")) {
+                ++moved;
+                EXPECT_TRUE(row.kept(item.path()));
+            }
+        }
+        EXPECT_EQ(moved, 1);
+    }
+}
+
 TEST_F(NoteStoreTest, AnUnreadableNoteStopsTheLoadWithoutWriting) {
     writeFile(notePath(idA), "fine");
-    writeFile(notePath(idB), "caf\xE9"); // Latin-1, not UTF-8
-    const std::string before = snapshot();
-    NoteStore store(library);
-    EXPECT_THROW(
-        {
-            try {
-                store.load();
-            } catch (const NoteStoreError& error) {
-                EXPECT_EQ(error, NoteStoreError(NoteStoreError::Case::unreadableNote, idB));
-                EXPECT_EQ(std::string(error.what()),
-                          "Note " + idB.string() +
-                              " could not be read as UTF-8. Its original file has been preserved.");
-                throw;
-            }
+    const std::function<void()> unreadable[] = {
+        [&] { writeFile(notePath(idB), "caf\xE9"); }, // Latin-1, not UTF-8
+        [&] {                                         // too large, read no further than the limit
+            writeFile(notePath(idB), "");
+            std::filesystem::resize_file(notePath(idB), NoteStore::maximumNoteBytes + 1);
         },
-        NoteStoreError);
-    EXPECT_FALSE(store.isLoaded());
-    EXPECT_EQ(snapshot(), before);
+    };
+    for (const auto& plant : unreadable) {
+        plant();
+        const std::string before = snapshot();
+        NoteStore store(library);
+        try {
+            store.load();
+            ADD_FAILURE() << "expected unreadableNote";
+        } catch (const NoteStoreError& error) {
+            EXPECT_EQ(error, NoteStoreError(NoteStoreError::Case::unreadableNote, idB));
+            EXPECT_EQ(std::string(error.what()),
+                      "Note " + idB.string() +
+                          " could not be read as UTF-8. Its original file has been preserved.");
+        }
+        EXPECT_FALSE(store.isLoaded());
+        EXPECT_EQ(snapshot(), before);
+    }
 }
 
 TEST_F(NoteStoreTest, DisplayOrderPutsPinnedNotesFirstThenOrderThenId) {
@@ -312,24 +391,69 @@ TEST_F(NoteStoreTest, SaveWritesTextAndMetadataAndKeepsThePlace) {
     EXPECT_EQ(stored["codeLanguage"], "sql");
     EXPECT_EQ(stored["pinned"], true);
     EXPECT_EQ(stored["updatedAt"], formatIsoDate(saved.updatedAt));
-    EXPECT_FALSE(std::filesystem::exists(notePath(idB).string() + ".tmp"));
+    EXPECT_EQ(listFolder(library / "notes"), idA.string() + ".txt\n" + idB.string() + ".txt\n");
 }
 
-TEST_F(NoteStoreTest, SavingOverAFileChangedToNonUtf8LeavesItsBytesAlone) {
+TEST_F(NoteStoreTest, SavingOverAFileChangedOutsideLeavesItAlone) {
     NoteStore store(library);
     NoteDocument note = store.load().at(0);
-    const std::string foreign = "\xFF\xFE"
-                                "c\0a\0f\0\xE9\0";
-    writeFile(notePath(note.id), foreign);
-    note.text = "mine";
+    const std::filesystem::path file = notePath(note.id);
     const std::string indexBefore = readFile(indexPath());
-    EXPECT_THROW(store.save(note), NoteStoreError);
-    EXPECT_EQ(readFile(notePath(note.id)), foreign);
-    EXPECT_EQ(readFile(indexPath()), indexBefore);
+    note.text = "mine";
+    // What may stand at the note's name by the time it is saved; none of it is read whole,
+    // waited on or replaced.
+    const struct {
+        const char* what;
+        std::function<void()> plant;
+        std::function<bool()> intact;
+    } rows[] = {
+        {"bytes that are not UTF-8",
+         [&] {
+             writeFile(file, std::string("\xFF\xFE"
+                                         "c\0a\0f\0\xE9\0",
+                                         10));
+         },
+         [&] {
+             return readFile(file) == std::string("\xFF\xFE"
+                                                  "c\0a\0f\0\xE9\0",
+                                                  10);
+         }},
+        {"nothing", [] {},
+         [&] {
+             return !std::filesystem::exists(file);
+         }},
+        {"a FIFO", [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); },
+         [&] {
+             return std::filesystem::is_fifo(file);
+         }},
+        {"a link to a device", [&] { std::filesystem::create_symlink("/dev/zero", file); },
+         [&] {
+             return std::filesystem::read_symlink(file) == "/dev/zero";
+         }},
+        {"a file too large to load",
+         [&] {
+             writeFile(file, "");
+             std::filesystem::resize_file(file, NoteStore::maximumNoteBytes + 1);
+         },
+         [&] {
+             return std::filesystem::file_size(file) == NoteStore::maximumNoteBytes + 1;
+         }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        std::filesystem::remove(file);
+        row.plant();
+        EXPECT_THROW(store.save(note), NoteStoreError);
+        EXPECT_TRUE(row.intact());
+        EXPECT_EQ(readFile(indexPath()), indexBefore);
+    }
 
-    std::filesystem::remove(notePath(note.id)); // a vanished file is refused the same way
-    EXPECT_THROW(store.save(note), NoteStoreError);
-    EXPECT_FALSE(std::filesystem::exists(notePath(note.id)));
+    // Nor is a text written that the next load would refuse as too large.
+    std::filesystem::remove(file);
+    writeFile(file, "");
+    note.text.assign(NoteStore::maximumNoteBytes + 1, 'x');
+    EXPECT_THROW(store.save(note), std::length_error);
+    EXPECT_EQ(readFile(file), "");
 }
 
 TEST_F(NoteStoreTest, CreateAfterAnAnchorShiftsTheNotesBelowIt) {
@@ -411,12 +535,21 @@ TEST_F(NoteStoreTest, FileSystemErrorsPassThroughAndLeaveMemoryAsItWas) {
     NoteStore store(library);
     NoteDocument note = store.load().at(0);
 
-    // The note file cannot be written: its temporary name is taken by a folder.
-    std::filesystem::create_directories(notePath(note.id).string() + ".tmp");
+    // The note file cannot be written: files may hold two bytes. The error names the note's
+    // file, and the temporary file is gone.
     note.text = "lost?";
-    EXPECT_THROW(store.save(note), std::system_error);
+    {
+        const FileSizeLimit limit(2);
+        try {
+            store.save(note);
+            ADD_FAILURE() << "expected a system error";
+        } catch (const std::system_error& error) {
+            EXPECT_EQ(std::string(error.what()), notePath(note.id).string() + ": File too large");
+        }
+    }
     EXPECT_EQ(store.notes()[0].text, "");
-    std::filesystem::remove(notePath(note.id).string() + ".tmp");
+    EXPECT_EQ(readFile(notePath(note.id)), "");
+    EXPECT_EQ(listFolder(library / "notes"), note.id.string() + ".txt\n");
 
     // The index cannot be replaced: a folder stands where it should go.
     std::filesystem::remove(indexPath());

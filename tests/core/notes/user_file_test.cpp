@@ -4,7 +4,7 @@
 #include "support/temporary_folder.h"
 
 #include <filesystem>
-#include <system_error>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -17,11 +17,11 @@ using testing::readFile;
 using testing::TemporaryFolder;
 using testing::writeFile;
 
-// Runs the write and returns what() of the system error it throws ("" when it succeeds).
+// Runs the write and returns what() of the error it throws ("" when it succeeds).
 std::string failureOf(const fs::path& path, std::string_view bytes) {
     try {
         writeUserFileAtomically(path, bytes);
-    } catch (const std::system_error& error) {
+    } catch (const std::exception& error) {
         return error.what();
     }
     return {};
@@ -31,9 +31,15 @@ TEST(UserFileTest, CreatesAndReplacesFiles) {
     const TemporaryFolder folder;
     writeUserFileAtomically(folder / "new.txt", "first");
     EXPECT_EQ(readFile(folder / "new.txt"), "first");
+    const fs::perms privateFile = fs::perms::owner_read | fs::perms::owner_write;
+    fs::permissions(folder / "new.txt", privateFile);
     writeUserFileAtomically(folder / "new.txt", "");
     EXPECT_EQ(readFile(folder / "new.txt"), "");
-    EXPECT_EQ(listFolder(folder.path()), "new.txt\n");
+    EXPECT_EQ(fs::status(folder / "new.txt").permissions(), privateFile); // kept
+    const std::string longest = std::string(252, 'x') + ".md"; // a file name holds 255 bytes
+    writeUserFileAtomically(folder / longest, "long");
+    EXPECT_EQ(readFile(folder / longest), "long");
+    EXPECT_EQ(listFolder(folder.path()), "new.txt\n" + longest + "\n");
 }
 
 TEST(UserFileTest, WritesThroughASymbolicLinkAndKeepsTheLink) {
@@ -45,27 +51,33 @@ TEST(UserFileTest, WritesThroughASymbolicLinkAndKeepsTheLink) {
     EXPECT_EQ(readFile(folder / "dotfiles" / "zshrc"), "new");
 }
 
-TEST(UserFileTest, RefusesToClobberAnythingButTheDestination) {
+TEST(UserFileTest, RefusesAnythingButARegularFileAndNamesTheDestination) {
     const TemporaryFolder folder;
     writeFile(folder / "report.md", "report");
-    writeFile(folder / "report.md.tmp", "the user's own file");
     fs::create_directory(folder / "folder.md");
-
-    writeFile(folder / "report.md.1.tmp", "left over from an interrupted save");
-    writeUserFileAtomically(folder / "report.md", "new");
-    EXPECT_EQ(readFile(folder / "report.md"), "new");
-    EXPECT_EQ(readFile(folder / "report.md.tmp"), "the user's own file");
-    EXPECT_EQ(readFile(folder / "report.md.1.tmp"), "left over from an interrupted save");
-
-    EXPECT_EQ(failureOf(folder / "folder.md", "new"),
-              (folder / "folder.md").string() + ": Is a directory");
+    ASSERT_EQ(::mkfifo((folder / "pipe.md").c_str(), 0600), 0);
+    fs::create_symlink(folder / "pipe.md", folder / "to-pipe.md");
+    const std::string notRegular = "Choose a regular text file, not a folder or device.";
+    const struct {
+        fs::path destination;
+        std::string failure;
+    } rows[] = {
+        {folder / "folder.md", notRegular},
+        {folder / "pipe.md", notRegular}, // renaming over it would make it a plain file
+        {folder / "to-pipe.md", notRegular},
+        // Errors name the file as the user gave it, never a temporary file.
+        {folder / "missing" / "a.md",
+         (folder / "missing" / "a.md").string() + ": No such file or directory"},
+        {folder / "report.md" / "a.md",
+         (folder / "report.md" / "a.md").string() + ": Not a directory"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(failureOf(row.destination, "new"), row.failure);
+    }
     EXPECT_TRUE(fs::is_empty(folder / "folder.md"));
-
-    EXPECT_EQ(failureOf(folder / "missing" / "a.md", "new"),
-              (folder / "missing" / "a.md.tmp").string() + ": No such file or directory");
-    EXPECT_EQ(failureOf(folder / "report.md" / "a.md", "new"),
-              (folder / "report.md" / "a.md.tmp").string() + ": Not a directory");
-    EXPECT_EQ(listFolder(folder.path()), "folder.md\nreport.md\nreport.md.1.tmp\nreport.md.tmp\n");
+    EXPECT_TRUE(fs::is_fifo(folder / "pipe.md"));
+    EXPECT_EQ(readFile(folder / "report.md"), "report");
+    EXPECT_EQ(listFolder(folder.path()), "folder.md\npipe.md\nreport.md\nto-pipe.md\n");
 }
 
 } // namespace
