@@ -79,28 +79,34 @@ std::string readUpTo(const FileDescriptor& fd, std::size_t wanted, PathOf pathOf
 }
 
 // Reads the item `name` of `folder` if it is a regular file. `judged`: the caller has just
-// seen that it is one (in a folder listing), so it is not examined again before opening.
+// seen that it is one (in a folder listing), so it is not examined again.
 template <typename PathOf>
 std::optional<std::string> readRegular(int folder, const char* name, std::size_t limit, bool judged,
                                        PathOf pathOf) {
     // Opening a FIFO would wait for a writer, and opening a device may do anything: judge the
-    // item by its name first, then what was actually opened.
+    // item by its name first, then what was actually opened. A library's load opens thousands
+    // of files its listing judged a moment ago: they are not examined again, as what could have
+    // taken such a name since is harmless here (opened without waiting, read up to the limit).
     struct stat info {};
-    if (!judged && ::fstatat(folder, name, &info, 0) != 0) {
-        throwFileError(errno, pathOf());
-    }
-    if (!judged && !S_ISREG(info.st_mode)) {
-        return std::nullopt;
+    if (!judged) {
+        if (::fstatat(folder, name, &info, 0) != 0) {
+            throwFileError(errno, pathOf());
+        }
+        if (!S_ISREG(info.st_mode)) {
+            return std::nullopt;
+        }
     }
     const FileDescriptor fd = openAt(folder, name, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (!fd) {
         throwFileError(errno, pathOf());
     }
-    if (::fstat(fd.get(), &info) != 0) {
-        throwFileError(errno, pathOf());
-    }
-    if (!S_ISREG(info.st_mode)) {
-        return std::nullopt;
+    if (!judged) {
+        if (::fstat(fd.get(), &info) != 0) {
+            throwFileError(errno, pathOf());
+        }
+        if (!S_ISREG(info.st_mode)) {
+            return std::nullopt;
+        }
     }
     // One byte beyond the limit is enough to know that a file is too large.
     return readUpTo(fd, limit < std::numeric_limits<std::size_t>::max() ? limit + 1 : limit,
