@@ -32,8 +32,9 @@ class NoteRowDelegate : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
+    // No width of its own: a row spans the list, however wide, and its title is cut to fit.
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
-        return {option.rect.width(), option.fontMetrics.height() * 2 + 14};
+        return {0, option.fontMetrics.height() * 2 + 14};
     }
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -94,6 +95,7 @@ NotesSidebar::NotesSidebar(NotesModel& model, QWidget* parent)
     m_list->setContextMenuPolicy(Qt::CustomContextMenu);
     m_list->setFrameShape(QFrame::NoFrame);
     m_list->setUniformItemSizes(true);
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(10, 10, 10, 10);
