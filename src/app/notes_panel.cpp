@@ -84,6 +84,10 @@ void NotesPanel::paintEvent(QPaintEvent*) {
 
 void NotesPanel::presentSheet(QDialog* sheet, QWidget* focus) {
     Q_ASSERT(m_sheet == nullptr);
+    // Inside the panel the sheet has no title bar: its title names it for screen readers.
+    if (sheet->accessibleName().isEmpty()) {
+        sheet->setAccessibleName(sheet->windowTitle());
+    }
     auto* layer = new SheetLayer(this, sheet);
     layer->setGeometry(rect());
     m_sheet = sheet;

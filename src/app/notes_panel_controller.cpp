@@ -206,7 +206,7 @@ void NotesPanelController::confirmDelete() {
     }
     const core::NoteDocument note = m_model.current();
     const QString title = toQString(note.title());
-    auto* box = new QMessageBox(QMessageBox::Warning, QString(),
+    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete this note?"),
                                 QStringLiteral("Delete this note?"), QMessageBox::NoButton);
     box->setObjectName(QStringLiteral("delete-confirmation"));
     box->setInformativeText(

@@ -168,6 +168,7 @@ private Q_SLOTS:
         QVERIFY(box != nullptr);
         QVERIFY(!box->isWindow()); // a card inside the panel, not a window of its own
         QCOMPARE(box->window(), &panel());
+        QCOMPARE(box->accessibleName(), QStringLiteral("Delete this note?"));
         QCOMPARE(box->text(), QStringLiteral("Delete this note?"));
         QCOMPARE(
             box->informativeText(),
@@ -253,6 +254,7 @@ private Q_SLOTS:
 
         open();
         QCOMPARE(sheet->windowTitle(), QStringLiteral("Export Note"));
+        QCOMPARE(sheet->accessibleName(), QStringLiteral("Export Note"));
         QCOMPARE(sheet->directory().absolutePath(), documents);
         QCOMPARE(sheet->nameField()->text(), QStringLiteral("secret.txt"));
         // One type picker, ours: Qt's own ("All files (*)") is not shown.
