@@ -449,20 +449,6 @@ private Q_SLOTS:
         QVERIFY(view().editor()->isVisible());
     }
 
-    void typingGoesToTheModelAndResultsComeBack() {
-        makePanel();
-        showPanel();
-        auto note = model().current();
-        note.mode = NoteMode::calculations;
-        model().saveMetadata(note);
-        QPlainTextEdit* text = view().editor()->textView();
-        QTRY_VERIFY(text->hasFocus());
-        QTest::keyClicks(text, QStringLiteral("2 * 21"));
-        QCOMPARE(toQString(model().current().text), QStringLiteral("2 * 21"));
-        QCOMPARE(model().results().size(), std::size_t{1});
-        QCOMPARE(toQString(model().results()[0].text), QStringLiteral("42"));
-    }
-
     // Retry retries what failed, and both banner buttons hand the keyboard back to the note, so
     // that typing goes on where it belongs.
     void theBannerButtonsRetryAndHandTheKeyboardBack_data() {

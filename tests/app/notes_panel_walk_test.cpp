@@ -139,10 +139,13 @@ private:
         settle();
     }
 
-    bool editorShown() {
-        return panel().isVisible() && textView()->isVisible() && !model().sidebarVisible() &&
+    // The panel on screen with nothing over the note: no list, no sheet.
+    bool idle() {
+        return panel().isVisible() && !model().sidebarVisible() &&
                controller().openSheet() == nullptr;
     }
+
+    bool editorShown() { return idle() && textView()->isVisible(); }
 
     QString noteFile(const QString& id) const { return m_sandbox->noteFile(id); }
 
@@ -342,7 +345,7 @@ private:
     }
 
     void step(int direction) {
-        if (!panel().isVisible() || model().sidebarVisible() || controller().openSheet()) {
+        if (!idle()) {
             return;
         }
         const QString before = currentId();
@@ -359,7 +362,7 @@ private:
     void previous() { step(-1); }
 
     void createNote() {
-        if (!panel().isVisible() || model().sidebarVisible() || controller().openSheet()) {
+        if (!idle()) {
             return;
         }
         const QString before = currentId();
@@ -374,7 +377,7 @@ private:
     }
 
     void deleteNote() {
-        if (!panel().isVisible() || model().sidebarVisible() || controller().openSheet()) {
+        if (!idle()) {
             return;
         }
         const QString before = currentId();
@@ -434,7 +437,7 @@ private:
     }
 
     void chooseMode() {
-        if (!panel().isVisible() || model().sidebarVisible() || controller().openSheet()) {
+        if (!idle()) {
             return;
         }
         const auto mode = static_cast<NoteMode>(pick(4));
@@ -454,8 +457,7 @@ private:
 
     void chooseLanguage() {
         auto* language = named<QComboBox>("language");
-        if (!panel().isVisible() || !language->isVisible() || model().sidebarVisible() ||
-            controller().openSheet()) {
+        if (!idle() || !language->isVisible()) {
             return;
         }
         note(QStringLiteral("language, by keys on the picker"));
@@ -471,8 +473,7 @@ private:
 
     void togglePreview() {
         auto* show = named<QToolButton>("preview-show");
-        if (!panel().isVisible() || !show->isVisible() || model().sidebarVisible() ||
-            controller().openSheet()) {
+        if (!idle() || !show->isVisible()) {
             return;
         }
         const bool previewing = show->isChecked();
