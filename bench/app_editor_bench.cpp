@@ -13,9 +13,9 @@
 // BM_KeystrokeCodeNote types into a generated Swift note of 1 MiB with colouring on.
 //
 // Runs on Qt's offscreen platform unless QT_QPA_PLATFORM says otherwise.
-#include "app/note_editor_view.h"
-#include "app/notes_model.h"
-#include "app/qt_text.h"
+#include "app/editor/note_editor_view.h"
+#include "app/model/notes_model.h"
+#include "app/model/qt_text.h"
 #include "bench_data.h"
 #include "core/notes/note_store.h"
 

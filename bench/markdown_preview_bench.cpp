@@ -16,8 +16,8 @@
 // "blocks" is a note of 12,000 blocks of every kind.
 //
 // Runs on Qt's offscreen platform unless QT_QPA_PLATFORM says otherwise.
-#include "app/note_markdown_preview.h"
-#include "app/qt_text.h"
+#include "app/editor/note_markdown_preview.h"
+#include "app/model/qt_text.h"
 #include "core/text/note_markdown_block.h"
 
 #include <algorithm>

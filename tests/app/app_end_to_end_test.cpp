@@ -3,7 +3,7 @@
 //
 // The installed program as a person uses it, on a real X server with a system tray: summoned
 // with the global shortcut and with --toggle, typed into, quit, and started again.
-#include "app/single_instance.h"
+#include "app/shell/single_instance.h"
 
 #include <QDir>
 #include <QFile>

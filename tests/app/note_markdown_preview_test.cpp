@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/note_markdown_preview.h"
+#include "app/editor/note_markdown_preview.h"
 
 #include <memory>
 

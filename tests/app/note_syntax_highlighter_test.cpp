@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/note_syntax_highlighter.h"
-#include "app/qt_text.h"
+#include "app/editor/note_syntax_highlighter.h"
+#include "app/model/qt_text.h"
 #include "core/text/syntax_rules.h"
 
 #include <optional>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_app_delegate.h"
-#include "app/notes_model.h"
-#include "app/notes_panel.h"
-#include "app/notes_panel_controller.h"
-#include "app/qt_text.h"
+#include "app/model/notes_model.h"
+#include "app/model/qt_text.h"
+#include "app/panel/notes_panel.h"
+#include "app/panel/notes_panel_controller.h"
+#include "app/shell/notes_app_delegate.h"
 #include "app_test_support.h"
 #include "core/notes/library_lock.h"
 

@@ -8,14 +8,14 @@
 // ZEMVAR_WALK_STEPS sets the number of steps (default 2500) and ZEMVAR_WALK_SEED the seed
 // (default 1; "random" picks one). A failure names the seed and the last steps taken.
 
-#include "app/note_editor_view.h"
-#include "app/notes_app_delegate.h"
-#include "app/notes_model.h"
-#include "app/notes_panel.h"
-#include "app/notes_panel_controller.h"
-#include "app/notes_root_view.h"
-#include "app/notes_sidebar.h"
-#include "app/qt_text.h"
+#include "app/editor/note_editor_view.h"
+#include "app/model/notes_model.h"
+#include "app/model/qt_text.h"
+#include "app/panel/notes_panel.h"
+#include "app/panel/notes_panel_controller.h"
+#include "app/panel/notes_root_view.h"
+#include "app/panel/notes_sidebar.h"
+#include "app/shell/notes_app_delegate.h"
 #include "app_test_support.h"
 #include "core/notes/note_store.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_shortcut.h"
+#include "app/panel/notes_shortcut.h"
 #include "app/platform/global_hotkey_backend.h"
 #include "app/platform/portal_global_hotkey_backend.h"
 #include "app/platform/x11_global_hotkey_backend.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_shortcut.h"
+#include "app/panel/notes_shortcut.h"
 
 #include <X11/keysym.h>
 #include <array>

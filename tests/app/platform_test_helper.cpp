@@ -6,9 +6,9 @@
 //       the running instance: prints "primary", then every request it receives, one a line
 //   platform_test_helper signals   prints "ready", then "terminating N" for the first
 //       termination signal N, and quits normally
-#include "app/notes_command_line.h"
-#include "app/single_instance.h"
-#include "app/termination_signals.h"
+#include "app/shell/notes_command_line.h"
+#include "app/shell/single_instance.h"
+#include "app/shell/termination_signals.h"
 
 #include <cstdio>
 

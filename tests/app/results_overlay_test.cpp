@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/editor_colors.h"
-#include "app/note_editor_view.h"
-#include "app/note_text_view.h"
-#include "app/results_overlay.h"
+#include "app/editor/editor_colors.h"
+#include "app/editor/note_editor_view.h"
+#include "app/editor/note_text_view.h"
+#include "app/editor/results_overlay.h"
 
 #include <memory>
 #include <vector>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_command_line.h"
-#include "app/single_instance.h"
+#include "app/shell/notes_command_line.h"
+#include "app/shell/single_instance.h"
 
 #include <future>
 #include <memory>

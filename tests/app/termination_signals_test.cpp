@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/termination_signals.h"
+#include "app/shell/termination_signals.h"
 
 #include <array>
 #include <csignal>

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_panel_controller.h"
+#include "app/panel/notes_panel_controller.h"
 
-#include "app/app_settings.h"
-#include "app/note_editor_view.h"
-#include "app/notes_export_sheet.h"
-#include "app/notes_model.h"
-#include "app/notes_panel.h"
-#include "app/notes_root_view.h"
-#include "app/qt_text.h"
+#include "app/documents/notes_export_sheet.h"
+#include "app/editor/note_editor_view.h"
+#include "app/model/app_settings.h"
+#include "app/model/notes_model.h"
+#include "app/model/qt_text.h"
+#include "app/panel/notes_panel.h"
+#include "app/panel/notes_root_view.h"
 #include "core/notes/library_path.h"
 #include "core/notes/note_export.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_application.h"
+#include "app/shell/notes_application.h"
 
 int main(int argc, char** argv) {
     return zemvar::app::runNotesApplication(argc, argv);

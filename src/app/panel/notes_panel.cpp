@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_panel.h"
+#include "app/panel/notes_panel.h"
 
 #include "app/platform/compositing.h"
 

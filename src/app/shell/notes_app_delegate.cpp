@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_app_delegate.h"
+#include "app/shell/notes_app_delegate.h"
 
-#include "app/app_icons.h"
-#include "app/app_settings.h"
-#include "app/notes_model.h"
-#include "app/notes_panel.h"
-#include "app/notes_panel_controller.h"
-#include "app/notes_root_view.h"
-#include "app/notes_shortcut.h"
-#include "app/qt_text.h"
+#include "app/editor/app_icons.h"
+#include "app/model/app_settings.h"
+#include "app/model/notes_model.h"
+#include "app/model/qt_text.h"
+#include "app/panel/notes_panel.h"
+#include "app/panel/notes_panel_controller.h"
+#include "app/panel/notes_root_view.h"
+#include "app/panel/notes_shortcut.h"
 #include "core/notes/library_lock.h"
 #include "core/notes/note_store.h"
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_root_view.h"
+#include "app/panel/notes_root_view.h"
 
-#include "app/app_icons.h"
-#include "app/app_settings.h"
-#include "app/note_editor_view.h"
-#include "app/note_markdown_preview.h"
-#include "app/notes_model.h"
-#include "app/notes_sidebar.h"
-#include "app/qt_text.h"
+#include "app/editor/app_icons.h"
+#include "app/editor/note_editor_view.h"
+#include "app/editor/note_markdown_preview.h"
+#include "app/model/app_settings.h"
+#include "app/model/notes_model.h"
+#include "app/model/qt_text.h"
+#include "app/panel/notes_sidebar.h"
 
 #include <array>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/note_syntax_highlighter.h"
+#include "app/editor/note_syntax_highlighter.h"
 
-#include "app/qt_text.h"
+#include "app/model/qt_text.h"
 
 #include <algorithm>
 #include <climits>

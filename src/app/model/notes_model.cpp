@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_model.h"
+#include "app/model/notes_model.h"
 
-#include "app/app_settings.h"
-#include "app/qt_text.h"
+#include "app/model/app_settings.h"
+#include "app/model/qt_text.h"
 #include "core/calc/decimal_separator.h"
 #include "core/notes/note_search.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/app_settings.h"
+#include "app/model/app_settings.h"
 
-#include "app/qt_text.h"
+#include "app/model/qt_text.h"
 
 #include <QDir>
 #include <QStandardPaths>

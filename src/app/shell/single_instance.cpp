@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/single_instance.h"
+#include "app/shell/single_instance.h"
 
 #include <unistd.h>
 

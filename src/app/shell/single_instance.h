@@ -2,7 +2,7 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #pragma once
 
-#include "app/notes_command_line.h"
+#include "app/shell/notes_command_line.h"
 
 #include <optional>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_export_sheet.h"
+#include "app/documents/notes_export_sheet.h"
 
-#include "app/qt_text.h"
+#include "app/model/qt_text.h"
 
 #include <QComboBox>
 #include <QDir>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_application.h"
+#include "app/shell/notes_application.h"
 
-#include "app/app_icons.h"
-#include "app/app_settings.h"
-#include "app/notes_app_delegate.h"
-#include "app/notes_command_line.h"
-#include "app/single_instance.h"
-#include "app/termination_signals.h"
+#include "app/editor/app_icons.h"
+#include "app/model/app_settings.h"
+#include "app/shell/notes_app_delegate.h"
+#include "app/shell/notes_command_line.h"
+#include "app/shell/single_instance.h"
+#include "app/shell/termination_signals.h"
 
 #include <cstdio>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_sidebar.h"
+#include "app/panel/notes_sidebar.h"
 
-#include "app/app_icons.h"
-#include "app/notes_model.h"
-#include "app/qt_text.h"
+#include "app/editor/app_icons.h"
+#include "app/model/notes_model.h"
+#include "app/model/qt_text.h"
 
 #include <chrono>
 #include <cmath>

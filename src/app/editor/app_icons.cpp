@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/app_icons.h"
+#include "app/editor/app_icons.h"
 
 #include <QIconEngine>
 #include <QPainter>

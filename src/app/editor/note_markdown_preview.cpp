@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/note_markdown_preview.h"
+#include "app/editor/note_markdown_preview.h"
 
-#include "app/editor_colors.h"
-#include "app/qt_text.h"
+#include "app/editor/editor_colors.h"
+#include "app/model/qt_text.h"
 
 #include <algorithm>
 #include <array>

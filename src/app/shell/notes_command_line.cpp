@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
-#include "app/notes_command_line.h"
+#include "app/shell/notes_command_line.h"
 
 #include <QDir>
 #include <QUrl>
