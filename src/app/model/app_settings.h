@@ -9,7 +9,7 @@
 #include <QSettings>
 #include <QString>
 
-/// The app's preferences (QSettings, INI format, in $XDG_CONFIG_HOME/Zemvar/Zemvar Notes.conf)
+/// The app's preferences (QSettings, INI format, in $XDG_CONFIG_HOME/Zemvar/Zemvar Notes.ini)
 /// and where its notes live.
 namespace zemvar::app::settings {
 
@@ -18,6 +18,11 @@ inline const QString notesShortcutPreset = QStringLiteral("notesShortcutPreset")
 inline const QString panelPinned = QStringLiteral("panelPinned");                   ///< bool, false
 inline const QString decimalSeparator = QStringLiteral("decimalSeparator");         ///< "automatic"
 inline const QString appearance = QStringLiteral("appearance");                     ///< "system"
+inline const QString backgroundStyle = QStringLiteral("backgroundStyle");           ///< "glass"
+inline const QString glassOpacity = QStringLiteral("glassOpacity");                 ///< 0.65
+inline const QString smokeOpacity = QStringLiteral("smokeOpacity");                 ///< 0.35
+inline const QString imageDimming = QStringLiteral("imageDimming");                 ///< 0.35
+inline const QString backgroundImageName = QStringLiteral("backgroundImageName");   ///< ""
 inline const QString editorFontSize = QStringLiteral("editorFontSize");             ///< double, 14
 inline const QString notebookLines = QStringLiteral("notebookLines");               ///< bool, false
 inline const QString focusBackdropEnabled = QStringLiteral("focusBackdropEnabled"); ///< false
@@ -27,6 +32,9 @@ inline const QString panelGeometry = QStringLiteral("NotesPanel/geometry"); ///<
 inline const QString rescuedNotes = QStringLiteral("rescuedNotes");
 
 inline constexpr double defaultEditorFontSize = 14;
+inline constexpr double defaultGlassOpacity = 0.65;
+inline constexpr double defaultSmokeOpacity = 0.35;
+inline constexpr double defaultImageDimming = 0.35;
 
 /// Opens the app's own settings: organisation "Zemvar", application "Zemvar Notes", INI.
 std::unique_ptr<QSettings> openAppSettings();
