@@ -8,9 +8,9 @@
 
 namespace zemvar::cli {
 
-/// Reads one key of the app's settings, from the INI file the app keeps in
-/// $XDG_CONFIG_HOME/Zemvar/Zemvar Notes.conf (default ~/.config), section [General]. Gives
-/// no value when the file or the key is missing.
+/// Reads one string of the app's settings from the file the app writes
+/// (core::appSettingsPath()). Gives no value when the file or the key is missing. Throws
+/// std::system_error when the file exists but cannot be read.
 std::optional<std::string> appSetting(std::string_view key);
 
 /// The user's locale for numbers as an ICU name, from $LC_ALL, $LC_NUMERIC or $LANG like the

@@ -31,7 +31,7 @@ protected:
     }
 
     void setDecimalSeparator(const std::string& value) const {
-        writeFile(config / "Zemvar" / "Zemvar Notes.conf",
+        writeFile(config / "Zemvar" / "Zemvar Notes.ini",
                   "[General]\ndecimalSeparator=" + value + "\n");
     }
 

@@ -3,15 +3,18 @@
 #include "app/model/app_settings.h"
 
 #include "app/model/qt_text.h"
+#include "core/settings/ini_settings.h"
 
 #include <QDir>
+#include <QFile>
 #include <QStandardPaths>
 
 namespace zemvar::app::settings {
 
 std::unique_ptr<QSettings> openAppSettings() {
-    return std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
-                                       QStringLiteral("Zemvar"), QStringLiteral("Zemvar Notes"));
+    // The command-line tool reads the same file (core::IniSettings), so both name it alike.
+    return std::make_unique<QSettings>(QFile::decodeName(core::appSettingsPath().c_str()),
+                                       QSettings::IniFormat);
 }
 
 QString libraryFolder() {

@@ -36,7 +36,8 @@ inline constexpr double defaultGlassOpacity = 0.65;
 inline constexpr double defaultSmokeOpacity = 0.35;
 inline constexpr double defaultImageDimming = 0.35;
 
-/// Opens the app's own settings: organisation "Zemvar", application "Zemvar Notes", INI.
+/// Opens the app's own settings: the INI file core::appSettingsPath() names
+/// ($XDG_CONFIG_HOME/Zemvar/Zemvar Notes.ini), which the command-line tool reads too.
 std::unique_ptr<QSettings> openAppSettings();
 
 /// The notes library folder: $ZEMVAR_NOTES_LIBRARY when set, else "Zemvar Notes" in the
