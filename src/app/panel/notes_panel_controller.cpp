@@ -106,6 +106,9 @@ void NotesPanelController::saveFrame() {
 }
 
 void NotesPanelController::show() {
+    if (beforeShow) {
+        beforeShow();
+    }
     m_panel->show();
     m_panel->raise();
     m_panel->activateWindow();

@@ -65,6 +65,9 @@ public:
 
     /// Called with the panel's visibility after every show and hide.
     std::function<void(bool)> onVisibilityChange;
+    /// Called at the start of every show(), before the panel comes forward (the app's taskbar
+    /// presence turns regular there).
+    std::function<void()> beforeShow;
 
 Q_SIGNALS:
     /// Ctrl+Q in the panel.

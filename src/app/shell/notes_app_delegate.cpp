@@ -10,6 +10,7 @@
 #include "app/panel/notes_panel_controller.h"
 #include "app/panel/notes_root_view.h"
 #include "app/panel/notes_shortcut.h"
+#include "app/shell/dock_presence.h"
 #include "core/notes/library_lock.h"
 #include "core/notes/note_store.h"
 
@@ -111,6 +112,15 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
         std::make_unique<NotesPanelController>(*m_model, m_settings, content, libraryFolder);
     connect(m_controller.get(), &NotesPanelController::quitRequested, this,
             &NotesAppDelegate::requestQuit);
+    // The panel is the editor window: it puts the app in the taskbar although it is a tool
+    // window, from before it first shows.
+    m_dockPresence = std::make_unique<DockPresence>();
+    m_dockPresence->start();
+    m_controller->panel()->winId(); // its native window, to register
+    m_dockPresence->registerEditorWindow(m_controller->panel()->windowHandle());
+    m_controller->beforeShow = [presence = m_dockPresence.get()] {
+        presence->prepareToShow();
+    };
 
     QPointer<NotesAppDelegate> self(this);
     m_controller->onVisibilityChange = [self](bool visible) {

@@ -22,6 +22,7 @@ class NoteStore;
 
 namespace zemvar::app {
 
+class DockPresence;
 class NotesModel;
 class NotesPanelController;
 class NotesShortcut;
@@ -62,6 +63,8 @@ public:
     QSystemTrayIcon* trayIcon() const { return m_tray; }
     QMenu* trayMenu() const { return m_trayMenu.get(); }
     NotesShortcut* shortcut() const { return m_shortcut.get(); }
+    /// Whether the app shows in the taskbar; null before start().
+    DockPresence* dockPresence() const { return m_dockPresence.get(); }
     /// The last failure to register the global shortcut; null when it is registered.
     const QString& shortcutError() const { return m_shortcutError; }
     bool panelVisible() const { return m_panelVisible; }
@@ -80,6 +83,8 @@ private:
     std::unique_ptr<core::LibraryLock> m_lock;
     std::unique_ptr<core::NoteStore> m_store;
     std::unique_ptr<NotesModel> m_model;
+    // Before the controller, so that it outlives the panel that calls it.
+    std::unique_ptr<DockPresence> m_dockPresence;
     std::unique_ptr<NotesPanelController> m_controller;
     std::unique_ptr<NotesShortcut> m_shortcut;
     std::unique_ptr<QMenu> m_trayMenu;
