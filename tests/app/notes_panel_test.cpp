@@ -524,6 +524,27 @@ private Q_SLOTS:
         QVERIFY(!model().sidebarVisible());
     }
 
+    // A problem that a setting solves (the global shortcut's) offers the settings in the
+    // banner, beside Retry and Dismiss, until another message comes.
+    void aSettingsNoticeOpensTheSettings() {
+        makePanel();
+        model().appendSettingsNotice(QStringLiteral("The shortcut Ctrl+Alt+Super+N does not work"));
+        int opened = 0;
+        model().requestSettings = [&opened] {
+            ++opened;
+        };
+        showPanel();
+        auto* open = named<QPushButton>("open-settings");
+        QVERIFY(open->isVisible());
+        QCOMPARE(open->text(), QStringLiteral("Open Settings"));
+        QVERIFY(named<QWidget>("retry")->isVisible());
+        QVERIFY(named<QWidget>("dismiss")->isVisible());
+        open->click();
+        QCOMPARE(opened, 1);
+        model().setBannerMessage(QStringLiteral("Could not save this note: disk full"));
+        QVERIFY(!open->isVisible());
+    }
+
     void theAppearanceColoursTheWholePanel() {
         makePanel();
         showPanel();

@@ -68,15 +68,26 @@ void NotesModel::setNotes(std::vector<NoteDocument> notes) {
 }
 
 void NotesModel::setBannerMessage(const QString& message) {
-    if (message != m_bannerMessage || message.isNull() != m_bannerMessage.isNull()) {
+    showBanner(message, false);
+}
+
+void NotesModel::showBanner(const QString& message, bool offersSettings) {
+    if (message != m_bannerMessage || message.isNull() != m_bannerMessage.isNull() ||
+        offersSettings != m_bannerOffersSettings) {
         m_bannerMessage = message;
+        m_bannerOffersSettings = offersSettings;
         Q_EMIT bannerMessageChanged();
     }
 }
 
 void NotesModel::appendBannerMessage(const QString& message) {
-    setBannerMessage(m_bannerMessage.isNull() ? message
-                                              : m_bannerMessage + QLatin1Char('\n') + message);
+    showBanner(m_bannerMessage.isNull() ? message : m_bannerMessage + QLatin1Char('\n') + message,
+               m_bannerOffersSettings);
+}
+
+void NotesModel::appendSettingsNotice(const QString& message) {
+    m_bannerOffersSettings = true; // announced with the message, which changes here
+    appendBannerMessage(message);
 }
 
 void NotesModel::announceRecoveredIndex() {

@@ -48,6 +48,9 @@ public:
     const std::vector<core::LineResult>& results() const { return m_results; }
     /// The error line shown above the editor; null when there is none.
     const QString& bannerMessage() const { return m_bannerMessage; }
+    /// Whether the banner tells of a problem that a setting solves, so that it offers to open
+    /// the settings (requestSettings). Announced by bannerMessageChanged too.
+    bool bannerOffersSettings() const { return m_bannerOffersSettings; }
     bool pinned() const { return m_pinned; }
     bool sidebarVisible() const { return m_sidebarVisible; }
     bool expanded() const { return m_expanded; }
@@ -106,6 +109,9 @@ public:
     /// Adds `message` to the banner on a line of its own (for notices that come together at
     /// start-up).
     void appendBannerMessage(const QString& message);
+    /// Adds `message` like appendBannerMessage, for a problem that a setting solves: the
+    /// banner offers to open the settings until another message replaces it.
+    void appendSettingsNotice(const QString& message);
 
     /// The evaluator for the setting "decimalSeparator": "point" and "comma" force their
     /// marks, anything else follows the user's locale.
@@ -120,6 +126,7 @@ public:
     std::function<void()> toggleExpanded;
     std::function<void()> requestDelete;
     std::function<void()> requestExport;
+    std::function<void()> requestSettings;
     std::function<void()> requestOpenFile;
     std::function<void(const QList<QUrl>&)> requestOpenURLs;
 
@@ -147,6 +154,7 @@ private:
     /// Says once, in the banner, that the last load rebuilt a damaged index.
     void announceRecoveredIndex();
     int indexOf(const core::Uuid& id) const;
+    void showBanner(const QString& message, bool offersSettings);
     /// Runs `operation` on the store; a failure becomes `prefix` + its message in the banner.
     bool attempt(const QString& prefix, const std::function<void()>& operation);
 
@@ -162,6 +170,7 @@ private:
     int m_transitionDirection = 0;
     std::vector<core::LineResult> m_results;
     QString m_bannerMessage;
+    bool m_bannerOffersSettings = false;
     bool m_pinned = false;
     bool m_sidebarVisible = false;
     bool m_expanded = false;

@@ -285,6 +285,13 @@ QWidget* NotesRootView::buildBanner() {
     m_bannerText->setObjectName(QStringLiteral("banner-text"));
     m_bannerText->setWordWrap(true);
     m_bannerText->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_openSettingsButton = new QPushButton(QStringLiteral("Open Settings"), m_banner);
+    m_openSettingsButton->setObjectName(QStringLiteral("open-settings"));
+    connect(m_openSettingsButton, &QPushButton::clicked, this, [this] {
+        if (m_model.requestSettings) {
+            m_model.requestSettings();
+        }
+    });
     auto* retry = new QPushButton(QStringLiteral("Retry"), m_banner);
     retry->setObjectName(QStringLiteral("retry"));
     connect(retry, &QPushButton::clicked, this, [this] { m_model.retry(); });
@@ -295,6 +302,7 @@ QWidget* NotesRootView::buildBanner() {
     dismiss->setAutoRaise(true);
     connect(dismiss, &QToolButton::clicked, this, [this] { m_model.dismissBanner(); });
     row->addWidget(m_bannerText, 1);
+    row->addWidget(m_openSettingsButton);
     row->addWidget(retry);
     row->addWidget(dismiss);
     return m_banner;
@@ -478,6 +486,8 @@ void NotesRootView::refreshBanner() {
     const QString& message = m_model.bannerMessage();
     m_banner->setVisible(!message.isNull());
     m_bannerText->setText(message);
+    m_openSettingsButton->setVisible(m_model.bannerOffersSettings() &&
+                                     static_cast<bool>(m_model.requestSettings));
 }
 
 void NotesRootView::chooseMode(int mode) {
@@ -505,6 +515,12 @@ void NotesRootView::chooseLanguage(int index) {
     note.codeLanguage = language;
     m_model.saveMetadata(note);
     showCurrentNote();
+}
+
+void NotesRootView::showEvent(QShowEvent* event) {
+    // The settings may have become reachable since the banner was last drawn.
+    refreshBanner();
+    QWidget::showEvent(event);
 }
 
 bool NotesRootView::eventFilter(QObject* watched, QEvent* event) {

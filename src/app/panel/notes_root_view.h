@@ -12,6 +12,7 @@ class QButtonGroup;
 class QComboBox;
 class QLabel;
 class QMenu;
+class QPushButton;
 class QStackedWidget;
 class QToolButton;
 
@@ -58,6 +59,7 @@ private:
     void chooseMode(int mode);
     void chooseLanguage(int index);
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
     NotesModel& m_model;
     QSettings& m_settings;
@@ -80,6 +82,7 @@ private:
 
     QWidget* m_banner = nullptr;
     QLabel* m_bannerText = nullptr;
+    QPushButton* m_openSettingsButton = nullptr;
 
     NotesSidebar* m_sidebar = nullptr;
     QStackedWidget* m_stack = nullptr;

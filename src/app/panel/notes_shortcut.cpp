@@ -73,7 +73,7 @@ NotesShortcut::NotesShortcut(std::unique_ptr<platform::GlobalHotkeyBackend> back
         // The backend is inside a native event filter or a D-Bus delivery; the owner's
         // callback runs later, on its own turn of the event loop.
         QMetaObject::invokeMethod(
-            &m_receiver,
+            this,
             [this] {
                 if (!onPress) {
                     return;
@@ -90,9 +90,7 @@ NotesShortcut::NotesShortcut(std::unique_ptr<platform::GlobalHotkeyBackend> back
     };
     m_backend->failed = [this](platform::HotkeyFailure failure) {
         m_registered.reset();
-        if (onError) {
-            onError(message(failure));
-        }
+        setError(message(failure));
     };
 }
 
@@ -102,15 +100,25 @@ NotesShortcut::~NotesShortcut() {
 
 std::optional<QString> NotesShortcut::registerPreset(NotesShortcutPreset preset) {
     unregister();
-    if (!m_backend) {
-        return message(
-            {platform::HotkeyFailure::Reason::noService, platform::noShortcutServiceCode});
+    std::optional<platform::HotkeyFailure> failure = platform::HotkeyFailure{
+        platform::HotkeyFailure::Reason::noService, platform::noShortcutServiceCode};
+    if (m_backend) {
+        failure = m_backend->grab(keyModifiers(preset), Qt::Key_N);
     }
-    if (const auto failure = m_backend->grab(keyModifiers(preset), Qt::Key_N)) {
-        return message(*failure);
+    if (failure) {
+        setError(message(*failure));
+        return m_error;
     }
     m_registered = preset;
+    setError(QString());
     return std::nullopt;
+}
+
+void NotesShortcut::setError(const QString& message) {
+    if (message != m_error || message.isNull() != m_error.isNull()) {
+        m_error = message;
+        Q_EMIT errorChanged(m_error);
+    }
 }
 
 void NotesShortcut::unregister() {

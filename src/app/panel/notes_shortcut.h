@@ -53,15 +53,15 @@ Qt::KeyboardModifiers keyModifiers(NotesShortcutPreset preset);
 /// desktop portal on Wayland) and onPress is called on each press, always later from the
 /// event loop, so the callback may freely show windows. Destroying the object gives the
 /// combination back. GUI thread only.
-class NotesShortcut {
+class NotesShortcut : public QObject {
+    Q_OBJECT
+
 public:
     /// Uses the shortcut service of the running desktop; QGuiApplication must exist.
     NotesShortcut();
     /// Uses `backend`; null stands for a desktop without a shortcut service.
     explicit NotesShortcut(std::unique_ptr<platform::GlobalHotkeyBackend> backend);
-    NotesShortcut(const NotesShortcut&) = delete;
-    NotesShortcut& operator=(const NotesShortcut&) = delete;
-    ~NotesShortcut();
+    ~NotesShortcut() override;
 
     /// Registers `preset` in place of any earlier registration, which is released first.
     /// Returns no value on success, else the message for the user:
@@ -72,27 +72,34 @@ public:
     ///   display has no shortcut service (no X11 connection, no portal), -2 that the portal
     ///   did not answer, -3 that no key of the keyboard types N.
     /// After a failure nothing is registered. On Wayland the desktop may refuse later; that
-    /// message goes to onError.
+    /// message then becomes error().
     std::optional<QString> registerPreset(NotesShortcutPreset preset);
     /// Releases the registration, if any.
     void unregister();
     /// The preset held now; none before the first success and after a failure.
     std::optional<NotesShortcutPreset> registeredPreset() const { return m_registered; }
 
+    /// The message of the last failure, with the texts registerPreset() returns: of the last
+    /// registration, or the desktop's refusal that came after it. Null while the preset is
+    /// registered (or being registered) and before the first registration.
+    const QString& error() const { return m_error; }
+
     /// Called on each press of the registered combination (releases and auto-repeat are
     /// ignored), from the event loop, after the press has been handled.
     std::function<void()> onPress;
-    /// Called when the desktop refuses the combination after registerPreset() returned, with
-    /// the same messages; the registration is then gone.
-    std::function<void(const QString&)> onError;
+
+Q_SIGNALS:
+    /// error() changed: a registration failed or succeeded, or the desktop refused the
+    /// combination later (the registration is then gone).
+    void errorChanged(const QString& message);
 
 private:
     static QString message(const platform::HotkeyFailure& failure);
+    void setError(const QString& message);
 
-    // Declared first so that it goes last: deleting it drops presses still queued for it.
-    QObject m_receiver;
     std::unique_ptr<platform::GlobalHotkeyBackend> m_backend;
     std::optional<NotesShortcutPreset> m_registered;
+    QString m_error;
 };
 
 } // namespace zemvar::app

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <QDBusArgument>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
@@ -73,8 +74,14 @@ PortalGlobalHotkeyBackend::PortalGlobalHotkeyBackend(QDBusConnection bus)
     : m_bus(std::move(bus)) {
     qDBusRegisterMetaType<detail::PortalShortcut>();
     qDBusRegisterMetaType<QList<detail::PortalShortcut>>();
-    m_bus.connect(portalService, portalPath, shortcutsInterface, QStringLiteral("Activated"), this,
-                  SLOT(activated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+    // QtDBus matches the slot's parameters by type name: without this, connecting fails.
+    qRegisterMetaType<QDBusObjectPath>();
+    m_listening =
+        m_bus.connect(portalService, portalPath, shortcutsInterface, QStringLiteral("Activated"),
+                      this, SLOT(activated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+    if (!m_listening) {
+        qWarning("Cannot listen to the desktop portal's shortcuts: the bus refused");
+    }
 }
 
 PortalGlobalHotkeyBackend::~PortalGlobalHotkeyBackend() {
@@ -99,8 +106,9 @@ std::optional<HotkeyFailure> PortalGlobalHotkeyBackend::grab(Qt::KeyboardModifie
     const QString token = QStringLiteral("zemvar_session_%1").arg(++m_tokenCounter);
     const QVariantMap options{{QStringLiteral("session_handle_token"), token}};
     m_trigger = portalTrigger(modifiers, key);
-    if (!sendRequest(QStringLiteral("CreateSession"), {options},
-                     SLOT(sessionCreated(uint, QVariantMap)))) {
+    // Presses could never arrive: as good as no portal.
+    if (!m_listening || !sendRequest(QStringLiteral("CreateSession"), {options},
+                                     SLOT(sessionCreated(uint, QVariantMap)))) {
         m_trigger.clear();
         return HotkeyFailure{HotkeyFailure::Reason::noService, portalUnreachableCode};
     }
@@ -111,8 +119,8 @@ void PortalGlobalHotkeyBackend::release() {
     m_trigger.clear();
     if (!m_pendingRequest.isEmpty()) {
         // Withdraw the request, so that no session or binding comes into being afterwards.
-        m_bus.asyncCall(QDBusMessage::createMethodCall(portalService, m_pendingRequest,
-                                                       requestInterface, QStringLiteral("Close")));
+        send(QDBusMessage::createMethodCall(portalService, m_pendingRequest, requestInterface,
+                                            QStringLiteral("Close")));
         stopWaiting();
     }
     closeSession();
@@ -165,10 +173,10 @@ bool PortalGlobalHotkeyBackend::sendRequest(const QString& method, QVariantList 
     const QString token = QStringLiteral("zemvar_request_%1").arg(++m_tokenCounter);
     QString sender = m_bus.baseService().mid(1);
     sender.replace(QLatin1Char('.'), QLatin1Char('_'));
-    m_pendingRequest = portalPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token;
-    m_pendingSlot = slot;
-    m_bus.connect(portalService, m_pendingRequest, requestInterface, QStringLiteral("Response"),
-                  this, m_pendingSlot);
+    if (!awaitResponse(portalPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token,
+                       slot)) {
+        return false;
+    }
 
     QVariantMap options = arguments.takeLast().toMap();
     options.insert(QStringLiteral("handle_token"), token);
@@ -177,28 +185,51 @@ bool PortalGlobalHotkeyBackend::sendRequest(const QString& method, QVariantList 
         QDBusMessage::createMethodCall(portalService, portalPath, shortcutsInterface, method);
     call.setArguments(arguments);
     const QDBusMessage reply = m_bus.call(call, QDBus::Block, callTimeoutMilliseconds);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+    const QString actual =
+        reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty()
+            ? reply.arguments().constFirst().value<QDBusObjectPath>().path()
+            : QString();
+    if (actual.isEmpty()) {
+        qWarning("The desktop portal did not take the shortcut request %s: %s", qPrintable(method),
+                 qPrintable(reply.errorMessage()));
         stopWaiting();
         return false;
     }
     // Older portals choose the request path themselves.
-    const QString actual = reply.arguments().constFirst().value<QDBusObjectPath>().path();
     if (actual != m_pendingRequest) {
         stopWaiting();
-        m_pendingRequest = actual;
-        m_pendingSlot = slot;
-        m_bus.connect(portalService, m_pendingRequest, requestInterface, QStringLiteral("Response"),
-                      this, m_pendingSlot);
+        return awaitResponse(actual, slot);
     }
     return true;
+}
+
+bool PortalGlobalHotkeyBackend::awaitResponse(const QString& request, const char* slot) {
+    if (!m_bus.connect(portalService, request, requestInterface, QStringLiteral("Response"), this,
+                       slot)) {
+        qWarning("Cannot listen to the desktop portal's answer: the bus refused");
+        return false;
+    }
+    m_pendingRequest = request;
+    m_pendingSlot = slot;
+    return true;
+}
+
+void PortalGlobalHotkeyBackend::send(const QDBusMessage& message) {
+    if (!m_bus.send(message)) {
+        qWarning("Could not send %s to the desktop portal: %s", qPrintable(message.member()),
+                 qPrintable(m_bus.lastError().message()));
+    }
 }
 
 void PortalGlobalHotkeyBackend::stopWaiting() {
     if (m_pendingRequest.isEmpty()) {
         return;
     }
-    m_bus.disconnect(portalService, m_pendingRequest, requestInterface, QStringLiteral("Response"),
-                     this, m_pendingSlot);
+    if (!m_bus.disconnect(portalService, m_pendingRequest, requestInterface,
+                          QStringLiteral("Response"), this, m_pendingSlot)) {
+        // Only a stale answer could still come: the slots ignore what they no longer await.
+        qWarning("Could not stop listening to the desktop portal's answer");
+    }
     m_pendingRequest.clear();
     m_pendingSlot = nullptr;
 }
@@ -207,8 +238,8 @@ void PortalGlobalHotkeyBackend::closeSession() {
     if (m_sessionHandle.isEmpty()) {
         return;
     }
-    m_bus.asyncCall(QDBusMessage::createMethodCall(portalService, m_sessionHandle, sessionInterface,
-                                                   QStringLiteral("Close")));
+    send(QDBusMessage::createMethodCall(portalService, m_sessionHandle, sessionInterface,
+                                        QStringLiteral("Close")));
     m_sessionHandle.clear();
 }
 

@@ -9,6 +9,7 @@
 #include <QString>
 #include <QVariantMap>
 
+class QDBusMessage;
 class QDBusObjectPath;
 
 namespace zemvar::app::platform {
@@ -44,11 +45,18 @@ private:
     /// Calls `method` of the GlobalShortcuts interface, which answers with a request object,
     /// and routes that request's Response signal to `slot`. False when the call failed.
     bool sendRequest(const QString& method, QVariantList arguments, const char* slot);
+    /// Routes the Response signal of the request object `request` to `slot`; false (with a
+    /// warning) when the bus refused.
+    bool awaitResponse(const QString& request, const char* slot);
+    /// Sends a call whose answer does not matter; a message that cannot be sent is logged.
+    void send(const QDBusMessage& message);
     void stopWaiting();
     void closeSession();
     void refuse(uint response);
 
     QDBusConnection m_bus;
+    /// Whether the portal's Activated signal reaches us.
+    bool m_listening = false;
     /// The combination to bind in the portal's notation; empty when none is wanted.
     QString m_trigger;
     QString m_sessionHandle;

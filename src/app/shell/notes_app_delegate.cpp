@@ -163,7 +163,16 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
 void NotesAppDelegate::registerShortcut() {
     const NotesShortcutPreset preset =
         presetFromRawValue(m_settings.value(settings::notesShortcutPreset).toString());
-    m_shortcutError = m_shortcut->registerPreset(preset).value_or(QString());
+    if (const auto error = m_shortcut->registerPreset(preset)) {
+        // Said once, at start, with a way to another preset; later the settings window shows
+        // the shortcut's errors under its picker.
+        m_model->appendSettingsNotice(QStringLiteral("The shortcut ") + displayText(preset) +
+                                      QStringLiteral(" does not work: ") + *error);
+    }
+}
+
+const QString& NotesAppDelegate::shortcutError() const {
+    return m_shortcut->error();
 }
 
 void NotesAppDelegate::buildTray() {

@@ -65,8 +65,9 @@ public:
     NotesShortcut* shortcut() const { return m_shortcut.get(); }
     /// Whether the app shows in the taskbar; null before start().
     DockPresence* dockPresence() const { return m_dockPresence.get(); }
-    /// The last failure to register the global shortcut; null when it is registered.
-    const QString& shortcutError() const { return m_shortcutError; }
+    /// The failure of the global shortcut: of its last registration, or the desktop's refusal
+    /// after it (NotesShortcut::errorChanged tells); null while it is registered.
+    const QString& shortcutError() const;
     bool panelVisible() const { return m_panelVisible; }
 
 Q_SIGNALS:
@@ -90,7 +91,6 @@ private:
     std::unique_ptr<QMenu> m_trayMenu;
     QSystemTrayIcon* m_tray = nullptr;
     QAction* m_showHideAction = nullptr;
-    QString m_shortcutError;
     bool m_panelVisible = false;
     bool m_terminating = false;
 };
