@@ -29,6 +29,7 @@
 #include <QPushButton>
 #include <QScopeGuard>
 #include <QScreen>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
 #include <QToolButton>
@@ -522,6 +523,53 @@ private Q_SLOTS:
         QTest::keyClick(list, Qt::Key_Return);
         QCOMPARE(model().currentIndex(), 2);
         QVERIFY(!model().sidebarVisible());
+    }
+
+    // By keys the highlighted row is always the shown note: Tab and the arrows move it and
+    // show its note with the list open, Return opens it. A save leaves the list where it was
+    // scrolled to, and the list button shows whether the list is open.
+    void theNotesListFollowsTheKeysAndKeepsItsPlace() {
+        makePanel(30);
+        showPanel();
+        auto* listButton = named<QToolButton>("list");
+        QVERIFY(!listButton->isChecked());
+        listButton->click();
+        QVERIFY(model().sidebarVisible());
+        QVERIFY(listButton->isChecked());
+        QListWidget* list = view().sidebar()->list();
+        const auto highlighted = [list] {
+            return list->selectedItems().size() == 1 && list->currentItem()->isSelected()
+                       ? list->currentItem()->data(Qt::UserRole).toString()
+                       : QString();
+        };
+        const auto shown = [this] {
+            return toQString(model().current().id.string());
+        };
+        QTRY_VERIFY(view().sidebar()->searchField()->hasFocus());
+        for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Down, Qt::Key_Down, Qt::Key_Up}) {
+            press(key);
+            QVERIFY(list->hasFocus());
+            QCOMPARE(highlighted(), shown());
+            QVERIFY(model().sidebarVisible());
+        }
+        QCOMPARE(model().currentIndex(), 1);
+        press(Qt::Key_Return);
+        QVERIFY(!model().sidebarVisible());
+        QVERIFY(!listButton->isChecked());
+        QCOMPARE(model().currentIndex(), 1);
+        QTRY_VERIFY(view().editor()->textView()->hasFocus());
+
+        model().setSidebarVisible(true);
+        QScrollBar* scroll = list->verticalScrollBar();
+        scroll->setValue(scroll->maximum());
+        const int scrolled = scroll->value();
+        QVERIFY(scrolled > 0);
+        QTest::keyClicks(view().editor()->textView(), QStringLiteral("saved"));
+        QVERIFY(model().flush());
+        QCoreApplication::processEvents(); // the list lays its rows out
+        QCOMPARE(scroll->value(), scrolled);
+        QCOMPARE(list->item(1)->text(), QStringLiteral("saved"));
+        QCOMPARE(highlighted(), shown());
     }
 
     // A problem that a setting solves (the global shortcut's) offers the settings in the

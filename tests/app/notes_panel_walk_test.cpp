@@ -401,12 +401,13 @@ private:
         shown(currentId());
     }
 
-    // Opens the notes list, moves to a row and pins or unpins it through its context menu.
+    // Opens the notes list, moves to a row (which shows its note) and pins or unpins it through
+    // its context menu.
     void pin() {
         if (!panel().isVisible() || controller().openSheet()) {
             return;
         }
-        const QString before = currentId();
+        QString before = currentId();
         note(QStringLiteral("pin or unpin a note from the list"));
         if (!model().sidebarVisible()) {
             press(Qt::Key_L, Qt::ControlModifier | Qt::ShiftModifier);
@@ -418,8 +419,16 @@ private:
         for (int row = pick(list->count()) - list->currentRow(); row != 0;
              row += row < 0 ? 1 : -1) {
             press(row > 0 ? Qt::Key_Down : Qt::Key_Up);
+            if (currentId() != before) {
+                flushed(before);
+                before = currentId();
+                shown(before);
+            }
         }
         QVERIFY2(list->hasFocus() && list->currentItem() != nullptr, qPrintable(where()));
+        QVERIFY2(currentId().compare(list->currentItem()->data(Qt::UserRole).toString(),
+                                     Qt::CaseInsensitive) == 0,
+                 qPrintable(where())); // the highlighted row is the shown note
         const QRect row = list->visualItemRect(list->currentItem());
         QTimer::singleShot(0, this, [] {
             if (QWidget* menu = QApplication::activePopupWidget()) {

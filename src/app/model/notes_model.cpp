@@ -201,12 +201,16 @@ void NotesModel::select(const core::Uuid& id) {
     if (id == current().id) {
         return;
     }
+    showNote(id);
+    setSidebarVisible(false);
+}
+
+void NotesModel::showNote(const core::Uuid& id) {
     const int position = indexOf(id);
-    if (position >= 0) {
+    if (id != current().id && position >= 0) {
         m_transitionDirection = position > m_currentIndex ? 1 : -1;
         switchTo(position);
     }
-    setSidebarVisible(false);
 }
 
 void NotesModel::goToNext() {

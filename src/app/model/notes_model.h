@@ -80,7 +80,11 @@ public:
     /// Whether typed text waits to be written.
     bool isDirty() const { return m_dirty; }
 
+    /// Shows the note `id` and closes the notes list; nothing happens for the shown note.
     void select(const core::Uuid& id);
+    /// Shows the note `id` like select() but leaves the notes list open (moving through the
+    /// list by keys).
+    void showNote(const core::Uuid& id);
     void goToNext();
     void goToPrevious();
 

@@ -185,6 +185,8 @@ QWidget* NotesRootView::buildToolbar() {
 
     m_listButton = addToolButton(QStringLiteral("list"), QStringLiteral("Show notes list"),
                                  withKey(QStringLiteral("Show notes list"), "Ctrl+Shift+L"));
+    // Checked while the list is open.
+    m_listButton->setCheckable(true);
     connect(m_listButton, &QToolButton::clicked, this,
             [this] { m_model.setSidebarVisible(!m_model.sidebarVisible()); });
     m_newButton = addToolButton(QStringLiteral("new"), QStringLiteral("New note"),

@@ -104,10 +104,17 @@ NotesSidebar::NotesSidebar(NotesModel& model, QWidget* parent)
     layout->addWidget(m_list, 1);
 
     connect(m_search, &QLineEdit::textChanged, this, &NotesSidebar::refresh);
-    // A click, or Return on a row, shows the note; Return in the search field shows the first
+    // A click, or Return on a row, opens the note; Return in the search field opens the first
     // note found and Down moves into the list.
     connect(m_list, &QListWidget::itemClicked, this, &NotesSidebar::open);
     connect(m_list, &QListWidget::itemActivated, this, &NotesSidebar::open);
+    // The highlighted row is always the shown note: moving it by keys shows its note, and the
+    // list stays open until Return.
+    connect(m_list, &QListWidget::currentItemChanged, this, [this](QListWidgetItem* item) {
+        if (item != nullptr) {
+            showRow(*item, false);
+        }
+    });
     connect(m_search, &QLineEdit::returnPressed, this, [this] {
         if (m_list->count() > 0) {
             open(m_list->item(0));
@@ -123,25 +130,53 @@ NotesSidebar::NotesSidebar(NotesModel& model, QWidget* parent)
 void NotesSidebar::refresh() {
     const core::Date now = core::currentDate();
     const core::Uuid shown = m_model.current().id;
+    const std::vector<core::NoteDocument> notes = m_model.filteredNotes(m_search->text());
     const QSignalBlocker blocker(m_list);
-    m_list->clear();
-    for (const core::NoteDocument& note : m_model.filteredNotes(m_search->text())) {
+    // The rows are updated in place, so that a save, which changes a title or a date, leaves
+    // the list where it was scrolled to.
+    const int count = static_cast<int>(notes.size());
+    while (m_list->count() > count) {
+        delete m_list->takeItem(m_list->count() - 1);
+    }
+    QListWidgetItem* shownItem = nullptr;
+    for (int row = 0; row < count; ++row) {
+        const core::NoteDocument& note = notes[static_cast<std::size_t>(row)];
+        QListWidgetItem* item =
+            row < m_list->count() ? m_list->item(row) : new QListWidgetItem(m_list);
         const QString title = toQString(note.title());
-        auto* item =
-            new QListWidgetItem(title.isEmpty() ? QStringLiteral("Empty note") : title, m_list);
+        item->setText(title.isEmpty() ? QStringLiteral("Empty note") : title);
         item->setData(idRole, toQString(note.id.string()));
         item->setData(pinnedRole, note.pinned);
         item->setData(dateRole, relativeDate(note.updatedAt, now));
         item->setToolTip(item->text());
         if (note.id == shown) {
-            m_list->setCurrentItem(item);
+            shownItem = item;
         }
+    }
+    // The highlighted row is the shown note's, or none when the search left it out.
+    if (shownItem == nullptr) {
+        m_list->selectionModel()->clear();
+    } else if (m_list->currentItem() != shownItem || !shownItem->isSelected()) {
+        m_list->setCurrentItem(shownItem);
     }
 }
 
 void NotesSidebar::open(QListWidgetItem* item) {
-    if (const auto id = core::Uuid::parse(toStdString(item->data(idRole).toString()))) {
-        m_model.select(*id);
+    showRow(*item, true);
+}
+
+void NotesSidebar::showRow(const QListWidgetItem& item, bool closeList) {
+    const auto id = core::Uuid::parse(toStdString(item.data(idRole).toString()));
+    if (!id) {
+        return;
+    }
+    m_model.showNote(*id);
+    if (m_model.current().id != *id) {
+        // The shown note could not be left (its text is not saved): the highlight goes back.
+        refresh();
+    } else if (closeList) {
+        // Also for the note the keys already show: the list closes, the note takes the typing.
+        m_model.setSidebarVisible(false);
     }
 }
 

@@ -15,15 +15,17 @@ class NotesModel;
 
 /// The notes list beside the editor: a search field ("Search notes") above the notes the model's
 /// search returns, pinned first, each with its title ("Empty note" when it has none) and how
-/// long ago it changed. Choosing a row shows that note; each row's context menu pins or unpins
-/// it and asks to delete it.
+/// long ago it changed. The highlighted row is always the shown note's: moving it with the
+/// arrow keys shows its note, Return or a click opens it (the list closes and the note takes
+/// the typing). Saves update the rows in place, so the list keeps its scroll position. Each
+/// row's context menu pins or unpins it and asks to delete it.
 class NotesSidebar : public QWidget {
     Q_OBJECT
 
 public:
     explicit NotesSidebar(NotesModel& model, QWidget* parent = nullptr);
 
-    /// Rebuilds the rows from the model and the current query.
+    /// Brings the rows up to date with the model and the current query.
     void refresh();
     QLineEdit* searchField() const { return m_search; }
     QListWidget* list() const { return m_list; }
@@ -37,6 +39,8 @@ protected:
 
 private:
     void open(QListWidgetItem* item);
+    /// Shows the note of `item`, then closes the list when `closeList`.
+    void showRow(const QListWidgetItem& item, bool closeList);
     void showContextMenu(const QPoint& position);
 
     NotesModel& m_model;
