@@ -16,6 +16,7 @@
 #include <memory>
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QComboBox>
 #include <QDialog>
 #include <QDir>
@@ -417,6 +418,9 @@ private Q_SLOTS:
         QCOMPARE(pin->accessibleName(), QStringLiteral("Unpin panel"));
         QCOMPARE(named<QToolButton>("new")->toolTip(), QStringLiteral("New note (Ctrl+N)"));
         QCOMPARE(named<QLabel>("position")->text(), QStringLiteral("1 of 1"));
+        QCOMPARE(QAccessible::queryAccessibleInterface(view().editor()->textView())
+                     ->text(QAccessible::Name),
+                 QStringLiteral("Note text"));
         QVERIFY(!named<QWidget>("open")->isVisible()); // until a file opener is there
     }
 
@@ -448,6 +452,20 @@ private Q_SLOTS:
         QVERIFY(view().preview()->isVisible());
         named<QToolButton>("preview-edit")->click();
         QVERIFY(view().editor()->isVisible());
+        // Pressing or toggling "Preview" through assistive technology does what a click does.
+        QAccessibleInterface* show =
+            QAccessible::queryAccessibleInterface(named<QToolButton>("preview-show"));
+        QCOMPARE(show->text(QAccessible::Name), QStringLiteral("Preview"));
+        QStringList actions = show->actionInterface()->actionNames();
+        actions.removeAll(QAccessibleActionInterface::setFocusAction());
+        QVERIFY(!actions.isEmpty());
+        for (const QString& action : actions) {
+            named<QToolButton>("preview-edit")->click();
+            QVERIFY(view().editor()->isVisible());
+            show->actionInterface()->doAction(action);
+            QTRY_VERIFY2(view().preview()->isVisible(), qPrintable(action));
+            QVERIFY(named<QToolButton>("preview-show")->isChecked());
+        }
     }
 
     // Retry retries what failed, and both banner buttons hand the keyboard back to the note, so

@@ -5,9 +5,11 @@
 #include "app/editor/note_text_view.h"
 #include "app/editor/results_overlay.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
+#include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
 #include <QFontMetricsF>
@@ -182,6 +184,42 @@ private Q_SLOTS:
         click(QPoint(NoteTextView::inset + 8, int(first.center().y())));
         QCOMPARE(view()->textCursor().blockNumber(), 0);
         QVERIFY(!overlay()->flashRect().has_value());
+    }
+
+    // Assistive technology finds each result shown by its text, from the window down, and
+    // pressing it copies it like a click.
+    void theResultsShownAreAccessibleButtonsThatCopy() {
+        show(QStringLiteral("rent = 1200\nnote\nrent * 12"),
+             {result(0, "1200"), result(2, "14,400")});
+        QAccessibleInterface* results = QAccessible::queryAccessibleInterface(overlay());
+        QCOMPARE(results->text(QAccessible::Name), QStringLiteral("Results"));
+        QCOMPARE(results->childCount(), 2);
+        QStringList found;
+        const std::function<void(QAccessibleInterface*)> walk = [&](QAccessibleInterface* node) {
+            if (node->role() == QAccessible::Button && node->parent() == results) {
+                found << node->text(QAccessible::Name);
+            }
+            for (int i = 0; i < node->childCount(); ++i) {
+                walk(node->child(i));
+            }
+        };
+        walk(QAccessible::queryAccessibleInterface(m_editor->window()));
+        QCOMPARE(found, (QStringList{QStringLiteral("1200"), QStringLiteral("14,400")}));
+
+        QAccessibleInterface* last = results->child(1);
+        QCOMPARE(results->indexOfChild(last), 1);
+        QCOMPARE(results->childAt(last->rect().center().x(), last->rect().center().y()), last);
+        QAccessibleActionInterface* action = last->actionInterface();
+        QVERIFY(action != nullptr);
+        action->doAction(QAccessibleActionInterface::pressAction());
+        QCOMPARE(QGuiApplication::clipboard()->text(QClipboard::Clipboard),
+                 QStringLiteral("14,400"));
+        QCOMPARE(overlay()->flashRect(), std::optional(placements()[1].rect));
+
+        m_editor->setResults({result(0, "1300")}); // fewer results: the second one goes
+        QCOMPARE(results->childCount(), 1);
+        QCOMPARE(results->child(0)->text(QAccessible::Name), QStringLiteral("1300"));
+        QVERIFY(!last->isValid());
     }
 
     void resultsOfferToCopy() {

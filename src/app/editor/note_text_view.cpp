@@ -164,6 +164,7 @@ bool isControl(const QWidget* widget) {
 
 NoteTextView::NoteTextView(QWidget* parent)
     : QPlainTextEdit(parent) {
+    setAccessibleName(tr("Note text"));
     auto* document = new QTextDocument(this);
     auto* layout = new LinePitchLayout(document);
     layout->setPitch(m_linePitch);

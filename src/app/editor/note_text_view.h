@@ -17,6 +17,7 @@ namespace zemvar::app {
 /// one pitch tall, the text kept 12 pixels in from every edge and out of a column reserved at
 /// the right, ruled paper lines under the text, a two-finger horizontal swipe, dropped files,
 /// plain-text paste and copy, and a first-focus rule. It adds no key handling of its own.
+/// Assistive technology knows it as "Note text".
 class NoteTextView : public QPlainTextEdit {
     Q_OBJECT
 

@@ -8,12 +8,15 @@
 #include <algorithm>
 
 #include <QAbstractTextDocumentLayout>
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QClipboard>
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QHelpEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPointer>
 #include <QRegion>
 #include <QTextBlock>
 #include <QTextDocument>
@@ -30,6 +33,132 @@ QRect paintedArea(const QRectF& rect) {
     return rect.adjusted(-5, -1, 5, 1).toAlignedRect();
 }
 
+// One result shown, as assistive technology sees it: a button named by the result's text as
+// drawn, whose press copies the result like a click.
+class ResultAccessible : public QAccessibleInterface, public QAccessibleActionInterface {
+public:
+    ResultAccessible(ResultsOverlay* overlay, int index)
+        : m_overlay(overlay)
+        , m_index(index) {}
+
+    bool isValid() const override {
+        return m_overlay != nullptr && m_index < static_cast<int>(m_overlay->placements().size());
+    }
+    QObject* object() const override { return nullptr; }
+    QWindow* window() const override {
+        return m_overlay != nullptr ? m_overlay->window()->windowHandle() : nullptr;
+    }
+    QAccessibleInterface* parent() const override {
+        return QAccessible::queryAccessibleInterface(m_overlay);
+    }
+    QAccessibleInterface* child(int) const override { return nullptr; }
+    int childCount() const override { return 0; }
+    int indexOfChild(const QAccessibleInterface*) const override { return -1; }
+    QAccessibleInterface* childAt(int, int) const override { return nullptr; }
+    QString text(QAccessible::Text type) const override {
+        if (!isValid()) {
+            return {};
+        }
+        switch (type) {
+        case QAccessible::Name:
+            return placement().text;
+        case QAccessible::Description:
+            return ResultsOverlay::tr("Copy result");
+        default:
+            return {};
+        }
+    }
+    void setText(QAccessible::Text, const QString&) override {}
+    QRect rect() const override {
+        if (!isValid()) {
+            return {};
+        }
+        const QRect area = placement().rect.toAlignedRect();
+        return {m_overlay->mapToGlobal(area.topLeft()), area.size()};
+    }
+    QAccessible::Role role() const override { return QAccessible::Button; }
+    QAccessible::State state() const override {
+        QAccessible::State state;
+        state.invalid = !isValid();
+        state.invisible = m_overlay == nullptr || !m_overlay->isVisible();
+        return state;
+    }
+    void* interface_cast(QAccessible::InterfaceType type) override {
+        return type == QAccessible::ActionInterface ? static_cast<QAccessibleActionInterface*>(this)
+                                                    : nullptr;
+    }
+
+    QStringList actionNames() const override { return {pressAction()}; }
+    void doAction(const QString& name) override {
+        if (name == pressAction() && isValid()) {
+            m_overlay->copyResult(static_cast<std::size_t>(m_index));
+        }
+    }
+    QStringList keyBindingsForAction(const QString&) const override { return {}; }
+
+private:
+    const ResultsOverlay::Placement& placement() const {
+        return m_overlay->placements()[static_cast<std::size_t>(m_index)];
+    }
+
+    QPointer<ResultsOverlay> m_overlay;
+    int m_index;
+};
+
+// The overlay as assistive technology sees it: a group named "Results" with one child per
+// result in view, in line order.
+class ResultsOverlayAccessible : public QAccessibleWidget {
+public:
+    explicit ResultsOverlayAccessible(ResultsOverlay* overlay)
+        : QAccessibleWidget(overlay, QAccessible::Grouping) {}
+    ~ResultsOverlayAccessible() override {
+        for (const QAccessible::Id id : m_children) {
+            QAccessible::deleteAccessibleInterface(id);
+        }
+    }
+
+    int childCount() const override { return static_cast<int>(overlay()->placements().size()); }
+    QAccessibleInterface* child(int index) const override {
+        if (index < 0 || index >= childCount()) {
+            return nullptr;
+        }
+        // Made when first asked for, kept while the overlay lives; a child past the results
+        // in view is invalid until there are that many again.
+        while (static_cast<int>(m_children.size()) <= index) {
+            m_children.push_back(QAccessible::registerAccessibleInterface(
+                new ResultAccessible(overlay(), static_cast<int>(m_children.size()))));
+        }
+        return QAccessible::accessibleInterface(m_children[static_cast<std::size_t>(index)]);
+    }
+    int indexOfChild(const QAccessibleInterface* child) const override {
+        const auto found =
+            std::find(m_children.begin(), m_children.end(),
+                      QAccessible::uniqueId(const_cast<QAccessibleInterface*>(child)));
+        const auto index = static_cast<int>(found - m_children.begin());
+        return found != m_children.end() && index < childCount() ? index : -1;
+    }
+    QAccessibleInterface* childAt(int x, int y) const override {
+        const QPointF point = overlay()->mapFromGlobal(QPoint(x, y));
+        const auto& placements = overlay()->placements();
+        for (std::size_t i = 0; i < placements.size(); ++i) {
+            if (placements[i].rect.contains(point)) {
+                return child(static_cast<int>(i));
+            }
+        }
+        return nullptr;
+    }
+
+private:
+    ResultsOverlay* overlay() const { return static_cast<ResultsOverlay*>(widget()); }
+
+    mutable std::vector<QAccessible::Id> m_children;
+};
+
+QAccessibleInterface* accessibleResultsOverlay(const QString&, QObject* object) {
+    auto* overlay = qobject_cast<ResultsOverlay*>(object);
+    return overlay != nullptr ? new ResultsOverlayAccessible(overlay) : nullptr;
+}
+
 } // namespace
 
 ResultsOverlay::ResultsOverlay(NoteTextView* textView)
@@ -37,6 +166,12 @@ ResultsOverlay::ResultsOverlay(NoteTextView* textView)
     , m_textView(textView)
     , m_accentColor(palette().color(QPalette::Highlight)) {
     setObjectName(QStringLiteral("results"));
+    setAccessibleName(tr("Results"));
+    static const bool accessible = [] {
+        QAccessible::installFactory(&accessibleResultsOverlay);
+        return true;
+    }();
+    Q_UNUSED(accessible)
     // Clicks on results are picked out of the viewport's events instead (eventFilter), so
     // that everything else reaches the text untouched.
     setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -139,6 +274,10 @@ void ResultsOverlay::updatePlacements() {
     }
     m_placements = std::move(placed);
     update(dirty);
+    if (QAccessible::isActive()) {
+        QAccessibleEvent changed(this, QAccessible::ObjectReorder);
+        QAccessible::updateAccessibility(&changed);
+    }
 }
 
 const ResultsOverlay::Placement* ResultsOverlay::placementAt(const QPointF& point) const {
@@ -155,6 +294,12 @@ bool ResultsOverlay::copyResultAt(const QPointF& point) {
     if (placement == nullptr) {
         return false;
     }
+    copyResult(static_cast<std::size_t>(placement - m_placements.data()));
+    return true;
+}
+
+void ResultsOverlay::copyResult(std::size_t index) {
+    const Placement* placement = &m_placements.at(index);
     const QString text = placement->text;
     QGuiApplication::clipboard()->setText(text, QClipboard::Clipboard);
     if (m_flashRect) {
@@ -171,7 +316,6 @@ bool ResultsOverlay::copyResultAt(const QPointF& point) {
         }
     });
     Q_EMIT resultCopied(text);
-    return true;
 }
 
 bool ResultsOverlay::eventFilter(QObject* watched, QEvent* event) {

@@ -24,7 +24,9 @@ class NoteTextView;
 ///
 /// A transparent child of the text view's viewport, always covering it. Placements exist for
 /// the results of the lines in view (the others are not drawn) and follow every edit, scroll,
-/// resize and change of results. GUI thread only.
+/// resize and change of results. Assistive technology sees the overlay as a group "Results"
+/// with a button per result in view, named by its text, whose press copies it. GUI thread
+/// only.
 class ResultsOverlay : public QWidget {
     Q_OBJECT
 
@@ -61,6 +63,9 @@ public:
     /// Copies the result whose placement contains `point` (viewport coordinates) and flashes
     /// it; returns false, doing nothing, when no result is there.
     bool copyResultAt(const QPointF& point);
+    /// Copies the result of placements()[index] and flashes it, as a click on it does.
+    /// Precondition: index < placements().size().
+    void copyResult(std::size_t index);
 
 Q_SIGNALS:
     /// A result was clicked and put on the clipboard.

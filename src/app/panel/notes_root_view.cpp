@@ -340,7 +340,12 @@ QWidget* NotesRootView::buildFooter() {
         m_previewButtons->addButton(button, id);
         segments->addWidget(button);
     }
-    connect(m_previewButtons, &QButtonGroup::idClicked, this, [this](int id) {
+    // Toggled, not clicked: assistive technology checks the button without clicking it. The
+    // footer checking the button of what is shown changes nothing here.
+    connect(m_previewButtons, &QButtonGroup::idToggled, this, [this](int id, bool checked) {
+        if (!checked || (id == 1) == m_previewing) {
+            return;
+        }
         m_previewing = id == 1;
         showCurrentNote();
         // Typing, or scrolling by keys, goes on in what is shown now.
