@@ -189,18 +189,23 @@ private Q_SLOTS:
     // the app back at once.
     void backgroundWindowsStopCountingUntilActivated() {
         QWidget settings;
-        settings.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&settings));
+        QWidget document;
+        for (QWidget* window : {&settings, &document}) {
+            window->show();
+            QVERIFY(QTest::qWaitForWindowExposed(window));
+        }
         nextTurn();
         QCOMPARE(m_presence->policy(), Policy::regular);
         m_presence->didChooseBackground();
         QCOMPARE(m_presence->policy(), Policy::accessory);
-        QCOMPARE(skipStates(*handle(settings)), std::pair(true, true));
+        QTRY_COMPARE(skipStates(*handle(settings)), std::pair(true, true));
 
-        settings.activateWindow();
+        // One that is not active yet (a window manager activates the last one shown).
+        QWidget& activated =
+            QGuiApplication::focusWindow() == handle(settings) ? document : settings;
+        activated.activateWindow();
         QTRY_COMPARE(m_presence->policy(), Policy::regular);
-        nextTurn();
-        QCOMPARE(skipStates(*handle(settings)), std::pair(false, false));
+        QTRY_COMPARE(skipStates(*handle(activated)), std::pair(false, false));
     }
 };
 
