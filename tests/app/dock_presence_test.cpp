@@ -177,14 +177,6 @@ private Q_SLOTS:
         QCOMPARE(skipStates(*handle(panel)), std::pair(true, true));
     }
 
-    void aMinimisedWorkWindowKeepsTheAppRegular() {
-        QWidget settings;
-        settings.showMinimized();
-        nextTurn();
-        QTRY_VERIFY(handle(settings)->windowStates().testFlag(Qt::WindowMinimized));
-        QCOMPARE(m_presence->policy(), Policy::regular);
-    }
-
     // Windows sent to the background leave the taskbar while on screen; activating one brings
     // the app back at once.
     void backgroundWindowsStopCountingUntilActivated() {

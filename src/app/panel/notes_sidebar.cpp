@@ -172,8 +172,9 @@ void NotesSidebar::showRow(const QListWidgetItem& item, bool closeList) {
     }
     m_model.showNote(*id);
     if (m_model.current().id != *id) {
-        // The shown note could not be left (its text is not saved): the highlight goes back.
-        refresh();
+        // The shown note could not be left (its text is not saved): the highlight goes back,
+        // once the list has finished moving it.
+        QMetaObject::invokeMethod(this, &NotesSidebar::refresh, Qt::QueuedConnection);
     } else if (closeList) {
         // Also for the note the keys already show: the list closes, the note takes the typing.
         m_model.setSidebarVisible(false);
