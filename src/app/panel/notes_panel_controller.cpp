@@ -9,6 +9,7 @@
 #include "app/model/qt_text.h"
 #include "app/panel/notes_panel.h"
 #include "app/panel/notes_root_view.h"
+#include "app/panel/panel_background.h"
 #include "core/notes/library_path.h"
 #include "core/notes/note_export.h"
 
@@ -35,7 +36,7 @@ NotesPanelController::NotesPanelController(NotesModel& model, QSettings& setting
     , m_model(model)
     , m_settings(settings)
     , m_content(content)
-    , m_panel(new NotesPanel(content))
+    , m_panel(new NotesPanel(content, new PanelBackground(settings, libraryFolder)))
     , m_libraryFolder(std::move(libraryFolder)) {
     QPointer<NotesPanelController> self(this);
     m_model.requestEditorFocus = [self] {
@@ -184,6 +185,11 @@ void NotesPanelController::toggleExpanded() {
         m_model.setExpanded(false);
     }
     focusEditor();
+}
+
+void NotesPanelController::applySettings() {
+    m_content->applySettings();
+    m_panel->background()->refresh();
 }
 
 void NotesPanelController::focusEditor() {

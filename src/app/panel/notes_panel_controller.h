@@ -49,6 +49,9 @@ public:
     /// Hides the panel unless the user pinned it (when the app loses the focus).
     void hideIfUnpinned();
     void toggleExpanded();
+    /// Takes a settings change in: the content's appearance, font size and lines, and the
+    /// panel's background.
+    void applySettings();
     /// Gives the keyboard focus to the note's text.
     void focusEditor();
     /// Asks, in a sheet, whether to delete the shown note, then deletes it.
