@@ -54,9 +54,7 @@ NotesFocusBackdrop::NotesFocusBackdrop(QSettings& settings, QString libraryFolde
     connect(&m_rebuildSoon, &QTimer::timeout, this, &NotesFocusBackdrop::rebuild);
 }
 
-NotesFocusBackdrop::~NotesFocusBackdrop() {
-    qDeleteAll(windows());
-}
+NotesFocusBackdrop::~NotesFocusBackdrop() = default;
 
 void NotesFocusBackdrop::show(QWidget* panel, std::function<void()> onDismiss) {
     hide();
@@ -86,7 +84,7 @@ void NotesFocusBackdrop::hide() {
     }
     m_screenConnections.clear();
     m_rebuildSoon.stop();
-    removeWindows();
+    m_windows.clear();
     m_panel = nullptr;
     m_onDismiss = nullptr;
 }
@@ -102,37 +100,30 @@ void NotesFocusBackdrop::refresh() {
 
 QList<PanelBackground*> NotesFocusBackdrop::windows() const {
     QList<PanelBackground*> shown;
-    for (const QPointer<PanelBackground>& window : m_windows) {
-        if (window) {
-            shown << window;
-        }
+    for (const std::unique_ptr<PanelBackground>& window : m_windows) {
+        shown << window.get();
     }
     return shown;
-}
-
-void NotesFocusBackdrop::removeWindows() {
-    for (const QPointer<PanelBackground>& window : m_windows) {
-        if (window) {
-            window->hide();
-            // Later: the click that ends focus mode is still being delivered to one of them.
-            window->deleteLater();
-        }
-    }
-    m_windows.clear();
 }
 
 void NotesFocusBackdrop::rebuild() {
     if (m_panel.isNull()) {
         return;
     }
-    removeWindows();
-    QPointer<NotesFocusBackdrop> self(this);
-    const auto dismiss = [self] {
-        if (self && self->m_onDismiss) {
-            // A copy: the callback usually hides the backdrop, which lets go of its own.
-            const std::function<void()> onDismiss = self->m_onDismiss;
-            onDismiss();
-        }
+    m_windows.clear();
+    // On the next turn, when the click that calls it is no longer being delivered to the
+    // window, which the callback usually removes.
+    const auto dismiss = [this] {
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                if (m_onDismiss) {
+                    // A copy: hiding the backdrop lets go of the callback while it runs.
+                    const std::function<void()> onDismiss = m_onDismiss;
+                    onDismiss();
+                }
+            },
+            Qt::QueuedConnection);
     };
     for (QScreen* screen : QGuiApplication::screens()) {
         auto* window = new FocusWindow(m_settings, m_libraryFolder, dismiss);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include <QList>
@@ -34,27 +35,25 @@ public:
     NotesFocusBackdrop(QSettings& settings, QString libraryFolder, QObject* parent = nullptr);
     ~NotesFocusBackdrop() override;
 
-    /// Covers every screen, below `panel` (which is raised above the windows and must outlive
-    /// the backdrop or hide it first). `onDismiss` is called, on the GUI thread, when the user
-    /// clicks the backdrop; the backdrop stays until hidden. Starts afresh if already shown.
+    /// Covers every screen, below `panel` (which is raised above the windows). `onDismiss` is
+    /// called on the GUI thread, on the event loop's turn after the user clicked the backdrop;
+    /// the backdrop stays until hidden. Starts afresh if already shown.
     void show(QWidget* panel, std::function<void()> onDismiss);
     /// Removes the windows and stops following the screens. Safe to call when hidden.
     void hide();
     /// Reads the background preferences and the panel's colours again and repaints.
     void refresh();
 
-    bool isShown() const { return !m_panel.isNull(); }
     /// The windows on screen, in the order of QGuiApplication::screens().
     QList<PanelBackground*> windows() const;
 
 private:
     void rebuild();
-    void removeWindows();
     void followScreen(QScreen* screen);
 
     QSettings& m_settings;
     QString m_libraryFolder;
-    std::vector<QPointer<PanelBackground>> m_windows;
+    std::vector<std::unique_ptr<PanelBackground>> m_windows;
     QPointer<QWidget> m_panel;
     std::function<void()> m_onDismiss;
     /// Screen changes come in bursts (a new screen moves the others): one rebuild per burst.

@@ -86,7 +86,6 @@ NotesPanelController::NotesPanelController(NotesModel& model, QSettings& setting
 
 NotesPanelController::~NotesPanelController() {
     qApp->removeEventFilter(this);
-    m_focusBackdrop.hide();
     delete m_panel;
 }
 
