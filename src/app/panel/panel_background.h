@@ -100,8 +100,6 @@ public:
     /// Rounds the corners by `radius` pixels and outlines the shape in the palette's Mid
     /// colour (the panel's frame); 0, the default, fills the whole widget.
     void setCornerRadius(qreal radius);
-    /// Whether glass and smoke are drawn translucent (a compositor ran at the last refresh).
-    bool isComposited() const { return m_composited; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
