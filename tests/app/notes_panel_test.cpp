@@ -119,19 +119,47 @@ private Q_SLOTS:
         m_model.reset();
     }
 
-    void escapeClosesTheListThenTheExpandedSizeThenThePanel() {
+    void escapeClosesTheListThenFocusModeThenTheExpandedSizeThenThePanel() {
         makePanel();
         showPanel();
         model().setSidebarVisible(true);
         controller().toggleExpanded();
+        press(Qt::Key_D, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(model().focusActive());
         press(Qt::Key_Escape);
         QVERIFY(!model().sidebarVisible());
+        QVERIFY(model().focusActive());
+        press(Qt::Key_Escape);
+        QVERIFY(!model().focusEnabled());
+        QVERIFY(!model().focusActive());
+        QVERIFY(controller().focusBackdrop().windows().isEmpty());
+        QVERIFY(model().expanded());
         QVERIFY(panel().isVisible());
         press(Qt::Key_Escape);
         QVERIFY(!model().expanded());
         QVERIFY(panel().isVisible());
         press(Qt::Key_Escape);
         QVERIFY(!panel().isVisible());
+    }
+
+    // Hiding takes the backdrop away but not focus mode, which is remembered and comes back
+    // with the panel.
+    void focusModeOutlivesHidingAndComesBackWithThePanel() {
+        makePanel();
+        showPanel();
+        press(Qt::Key_D, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(controller().focusBackdrop().windows().size(), QGuiApplication::screens().size());
+        QVERIFY(m_sandbox->settings().value(settings::focusBackdropEnabled).toBool());
+        controller().hideIfUnpinned();
+        QVERIFY(!model().focusActive());
+        QVERIFY(controller().focusBackdrop().windows().isEmpty());
+        QVERIFY(model().focusEnabled());
+        showPanel();
+        QVERIFY(model().focusActive());
+        QTRY_VERIFY(view().editor()->textView()->hasFocus());
+        press(Qt::Key_D, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(!model().focusActive());
+        QVERIFY(!m_sandbox->settings().value(settings::focusBackdropEnabled).toBool());
     }
 
     void theCommandKeysReachTheModelAndThePanel() {
@@ -400,8 +428,8 @@ private Q_SLOTS:
     void theToolbarShowsTheStateOfThePanel() {
         makePanel();
         showPanel();
-        for (const char* name :
-             {"list", "new", "export", "mode", "appearance", "expand", "pin", "previous", "next"}) {
+        for (const char* name : {"list", "new", "export", "mode", "appearance", "focus", "expand",
+                                 "pin", "previous", "next"}) {
             QVERIFY2(named<QWidget>(name) != nullptr, name);
             QVERIFY2(!named<QWidget>(name)->accessibleName().isEmpty(), name);
         }
@@ -411,6 +439,13 @@ private Q_SLOTS:
         expand->click();
         QCOMPARE(expand->accessibleName(), QStringLiteral("Restore panel"));
         QCOMPARE(expand->toolTip(), QStringLiteral("Return to floating panel (Esc)"));
+        auto* focus = named<QToolButton>("focus");
+        QCOMPARE(focus->accessibleName(), QStringLiteral("Focus mode"));
+        QCOMPARE(focus->toolTip(), QStringLiteral("Focus mode (Ctrl+Shift+D)"));
+        focus->click();
+        QVERIFY(model().focusActive());
+        QCOMPARE(focus->accessibleName(), QStringLiteral("Leave focus mode"));
+        QCOMPARE(focus->toolTip(), QStringLiteral("Leave focus mode (Esc)"));
         auto* pin = named<QToolButton>("pin");
         QCOMPARE(pin->accessibleName(), QStringLiteral("Pin panel"));
         pin->click();

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QTest>
@@ -63,6 +64,19 @@ private Q_SLOTS:
             preferences.imagePath = QStringLiteral("/some/image.png");
         }
         QCOMPARE(preferences.effectiveStyle(), drawn);
+    }
+
+    // The speckle is part of the look: it must not change from one build to the next.
+    void theSmokeGrainIsTheSameBitForBit() {
+        const QImage& grain = smokeGrain();
+        QCOMPARE(grain.size(), QSize(64, 64));
+        QCOMPARE(grain.format(), QImage::Format_RGBA8888_Premultiplied);
+        QCOMPARE(grain.sizeInBytes(), qsizetype{64 * 64 * 4});
+        const QByteArray bytes(reinterpret_cast<const char*>(grain.constBits()),
+                               grain.sizeInBytes());
+        QCOMPARE(bytes.first(8), QByteArray("\x06\x06\x06\x06\x02\x02\x02\x02", 8));
+        QCOMPARE(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex(),
+                 QByteArray("a00f0dacee92b16b8199ae28132c2ac42b9e6aad8a3d3ebfc4dd97027072ed2e"));
     }
 
     void theStoreKeepsOneImageAndAFailedCopyKeepsTheOld() {

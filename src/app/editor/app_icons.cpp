@@ -115,6 +115,20 @@ private:
             p.drawPolyline(QPolygonF({{14, 19.5}, {14, 14}, {19.5, 14}}));
             p.drawLine(QPointF(20, 20), QPointF(14, 14));
             break;
+        case AppIcon::focus: {
+            QPen dashed = p.pen();
+            dashed.setCapStyle(Qt::FlatCap);
+            dashed.setDashPattern({1.6, 1.6});
+            p.setPen(dashed);
+            p.drawEllipse(QPointF(12, 12), 8, 8);
+            break;
+        }
+        case AppIcon::focusFilled:
+            p.drawEllipse(QPointF(12, 12), 8.5, 8.5);
+            p.setPen(Qt::NoPen);
+            p.setBrush(color);
+            p.drawEllipse(QPointF(12, 12), 5, 5);
+            break;
         case AppIcon::pin:
         case AppIcon::pinFilled: {
             QPainterPath head;
@@ -203,8 +217,10 @@ QString themeName(AppIcon icon) {
         return QStringLiteral("window-close");
     case AppIcon::pin:
     case AppIcon::pinFilled:
+    case AppIcon::focus:
+    case AppIcon::focusFilled:
     case AppIcon::application:
-        return {}; // themes rarely tell a pinned state apart; the app's mark is our own
+        return {}; // themes rarely tell a pinned or focus state apart; the app's mark is our own
     }
     return {};
 }

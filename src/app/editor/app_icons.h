@@ -20,6 +20,8 @@ enum class AppIcon {
     textFormat,   ///< writing appearance
     expand,       ///< enlarge the panel
     collapse,     ///< back to the floating panel
+    focus,        ///< focus mode, off (a dashed circle)
+    focusFilled,  ///< focus mode, on (a circle with a filled one inside)
     pin,          ///< keep the panel open
     pinFilled,    ///< the panel is kept open; a pinned note
     chevronLeft,  ///< previous note

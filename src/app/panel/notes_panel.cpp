@@ -2,6 +2,7 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/panel/notes_panel.h"
 
+#include "app/panel/panel_background.h"
 #include "app/platform/compositing.h"
 
 #include <QCloseEvent>
@@ -55,9 +56,10 @@ private:
 
 } // namespace
 
-NotesPanel::NotesPanel(QWidget* content)
+NotesPanel::NotesPanel(QWidget* content, PanelBackground* background)
     : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
-    , m_content(content) {
+    , m_content(content)
+    , m_background(background) {
     setObjectName(QStringLiteral("NotesPanel"));
     setWindowTitle(QStringLiteral("Zemvar Notes"));
     setAttribute(Qt::WA_TranslucentBackground);
@@ -68,18 +70,14 @@ NotesPanel::NotesPanel(QWidget* content)
     // The content stays inside the rounded corners.
     layout->setContentsMargins(edgeWidth, edgeWidth, edgeWidth, edgeWidth);
     layout->addWidget(content);
-    // The frame and the sheets wear the content's colours (a forced light or dark appearance).
+    // Behind everything, outside the layout: the background fills the whole rounded panel.
+    background->setParent(this);
+    background->setCornerRadius(cornerRadius);
+    background->lower();
+    // The frame, the background and the sheets wear the content's colours (a forced light or
+    // dark appearance).
     setPalette(content->palette());
     content->installEventFilter(this);
-}
-
-void NotesPanel::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(palette().color(QPalette::Mid), 1));
-    painter.setBrush(palette().color(QPalette::Window));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius,
-                            cornerRadius);
 }
 
 void NotesPanel::presentSheet(QDialog* sheet, QWidget* focus) {
@@ -119,6 +117,7 @@ bool NotesPanel::eventFilter(QObject* watched, QEvent* event) {
 
 void NotesPanel::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
+    m_background->setGeometry(rect());
     if (m_sheetLayer != nullptr) {
         m_sheetLayer->setGeometry(rect());
     }

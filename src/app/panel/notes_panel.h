@@ -8,10 +8,12 @@
 
 namespace zemvar::app {
 
+class PanelBackground;
+
 /// The floating panel window: frameless, above other windows, kept out of the taskbar, with a
-/// translucent background and 16-pixel rounded content, resizable from its edges, at least
-/// 360 x 260 and first 680 x 520. Closing it (for instance from the window manager) only hides
-/// it, through closeRequested.
+/// translucent background and 16-pixel rounded content drawn over the panel background,
+/// resizable from its edges, at least 360 x 260 and first 680 x 520. Closing it (for instance
+/// from the window manager) only hides it, through closeRequested.
 ///
 /// Dialogs of the panel (a confirmation, the export dialog) are sheets: cards inside the panel
 /// over its dimmed content, not windows of their own, so they can never outlive the panel on
@@ -24,7 +26,11 @@ public:
     /// The width of the band along the edges that resizes the panel.
     static constexpr int edgeWidth = 8;
 
-    explicit NotesPanel(QWidget* content);
+    /// Lays `content` over `background` (it takes both); the background fills the panel's
+    /// rounded shape and wears the content's colours.
+    NotesPanel(QWidget* content, PanelBackground* background);
+
+    PanelBackground* background() const { return m_background; }
 
     /// Shows `sheet` as the panel's sheet and gives the keyboard focus to `focus` (a widget of
     /// the sheet). The content takes no input while the sheet is open, so keys and clicks are
@@ -39,7 +45,6 @@ Q_SIGNALS:
     void closeRequested();
 
 protected:
-    void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
@@ -50,6 +55,7 @@ private:
     Qt::Edges edgesAt(const QPoint& position) const;
 
     QWidget* m_content;
+    PanelBackground* m_background;
     QPointer<QDialog> m_sheet;
     QPointer<QWidget> m_sheetLayer;
 };

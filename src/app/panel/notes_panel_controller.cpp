@@ -9,6 +9,7 @@
 #include "app/model/qt_text.h"
 #include "app/panel/notes_panel.h"
 #include "app/panel/notes_root_view.h"
+#include "app/panel/panel_background.h"
 #include "core/notes/library_path.h"
 #include "core/notes/note_export.h"
 
@@ -35,9 +36,15 @@ NotesPanelController::NotesPanelController(NotesModel& model, QSettings& setting
     , m_model(model)
     , m_settings(settings)
     , m_content(content)
-    , m_panel(new NotesPanel(content))
-    , m_libraryFolder(std::move(libraryFolder)) {
+    , m_panel(new NotesPanel(content, new PanelBackground(settings, libraryFolder)))
+    , m_libraryFolder(std::move(libraryFolder))
+    , m_focusBackdrop(settings, m_libraryFolder) {
     QPointer<NotesPanelController> self(this);
+    m_model.toggleFocus = [self] {
+        if (self) {
+            self->toggleFocus();
+        }
+    };
     m_model.requestEditorFocus = [self] {
         if (self) {
             self->focusEditor();
@@ -118,6 +125,7 @@ void NotesPanelController::show() {
         QApplication::activeWindow() != m_panel) {
         QApplication::setActiveWindow(m_panel);
     }
+    restoreFocus();
     if (!m_routingKeys) {
         qApp->installEventFilter(this);
         m_routingKeys = true;
@@ -134,7 +142,7 @@ void NotesPanelController::hide() {
     if (QDialog* sheet = openSheet()) {
         sheet->reject();
     }
-    m_model.setFocusActive(false);
+    endFocusBackdrop();
     m_model.flush();
     if (m_routingKeys) {
         qApp->removeEventFilter(this);
@@ -148,17 +156,24 @@ void NotesPanelController::hide() {
 }
 
 void NotesPanelController::hideIfUnpinned() {
-    m_model.setFocusActive(false);
+    endFocusBackdrop();
     if (!m_model.pinned() && m_panel->isVisible()) {
         hide();
     }
 }
 
 void NotesPanelController::panelActivationChanged() {
-    if (!m_panel->isVisible() || m_panel->isActiveWindow() || openSheet() != nullptr) {
+    if (!m_panel->isVisible()) {
         return;
     }
-    m_model.setFocusActive(false);
+    if (m_panel->isActiveWindow()) {
+        restoreFocus();
+        return;
+    }
+    if (openSheet() != nullptr) {
+        return;
+    }
+    endFocusBackdrop();
     if (m_model.pinned()) {
         return;
     }
@@ -187,6 +202,50 @@ void NotesPanelController::toggleExpanded() {
         m_model.setExpanded(false);
     }
     focusEditor();
+}
+
+void NotesPanelController::toggleFocus() {
+    m_model.setFocusEnabled(!m_model.focusEnabled());
+    if (!m_model.focusEnabled()) {
+        endFocusBackdrop();
+    }
+    if (!m_panel->isVisible()) {
+        show();
+        return;
+    }
+    restoreFocus();
+    m_panel->raise();
+    m_panel->activateWindow();
+    focusEditor();
+}
+
+void NotesPanelController::restoreFocus() {
+    if (!m_model.focusEnabled() || m_model.focusActive()) {
+        return;
+    }
+    m_model.setFocusActive(true);
+    QPointer<NotesPanelController> self(this);
+    m_focusBackdrop.show(m_panel, [self] {
+        if (self) {
+            self->leaveFocusMode();
+        }
+    });
+}
+
+void NotesPanelController::endFocusBackdrop() {
+    m_focusBackdrop.hide();
+    m_model.setFocusActive(false);
+}
+
+void NotesPanelController::leaveFocusMode() {
+    m_model.setFocusEnabled(false);
+    endFocusBackdrop();
+}
+
+void NotesPanelController::applySettings() {
+    m_content->applySettings();
+    m_panel->background()->refresh();
+    m_focusBackdrop.refresh();
 }
 
 void NotesPanelController::focusEditor() {
@@ -274,8 +333,7 @@ bool NotesPanelController::route(const QKeyEvent& event) {
         if (m_model.sidebarVisible()) {
             m_model.setSidebarVisible(false);
         } else if (m_model.focusActive()) {
-            m_model.setFocusEnabled(false);
-            m_model.setFocusActive(false);
+            leaveFocusMode();
         } else if (m_model.expanded()) {
             toggleExpanded();
         } else {
@@ -290,6 +348,9 @@ bool NotesPanelController::route(const QKeyEvent& event) {
         switch (key) {
         case Qt::Key_F:
             toggleExpanded();
+            return true;
+        case Qt::Key_D:
+            toggleFocus();
             return true;
         case Qt::Key_L:
             m_model.setSidebarVisible(!m_model.sidebarVisible());
@@ -348,6 +409,12 @@ bool NotesPanelController::eventFilter(QObject* watched, QEvent* event) {
     case QEvent::Resize:
         if (watched == m_panel && m_panel->isVisible()) {
             saveFrame();
+        }
+        break;
+    case QEvent::PaletteChange:
+        // The appearance changed (also from the panel's own menu): the backdrop follows.
+        if (watched == m_panel) {
+            m_focusBackdrop.refresh();
         }
         break;
     default:

@@ -2,6 +2,8 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #pragma once
 
+#include "app/panel/notes_focus_backdrop.h"
+
 #include <functional>
 #include <optional>
 
@@ -28,9 +30,15 @@ class NotesRootView;
 /// two sheets of the panel: confirming a deletion and exporting a note. Hiding the panel
 /// cancels an open sheet. It fills the model's callback slots for these actions.
 ///
-/// Keys: Esc closes the notes list, then the expanded size, then the panel; Ctrl+Shift+F
-/// expand, Ctrl+Shift+L notes list, Ctrl+Shift+E export, Ctrl+Shift+Backspace delete, Ctrl+O
-/// open, Ctrl+[ previous, Ctrl+] next, Ctrl+N new note, Ctrl+Q quit.
+/// Focus mode: while the model's focusEnabled is on and the panel is the active window, the
+/// focus backdrop covers the screens behind it (focusActive). Hiding the panel, or another
+/// program taking the focus, takes the backdrop away but leaves focus mode on, so it comes
+/// back when the panel is shown or activated again; a click on the backdrop turns it off.
+///
+/// Keys: Esc closes the notes list, then focus mode, then the expanded size, then the panel;
+/// Ctrl+Shift+F expand, Ctrl+Shift+D focus mode, Ctrl+Shift+L notes list, Ctrl+Shift+E export,
+/// Ctrl+Shift+Backspace delete, Ctrl+O open, Ctrl+[ previous, Ctrl+] next, Ctrl+N new note,
+/// Ctrl+Q quit.
 class NotesPanelController : public QObject {
     Q_OBJECT
 
@@ -49,6 +57,11 @@ public:
     /// Hides the panel unless the user pinned it (when the app loses the focus).
     void hideIfUnpinned();
     void toggleExpanded();
+    /// Turns focus mode on or off, and brings the panel forward with the keyboard in the note.
+    void toggleFocus();
+    /// Takes a settings change in: the content's appearance, font size and lines, and the
+    /// background of the panel and of the focus backdrop.
+    void applySettings();
     /// Gives the keyboard focus to the note's text.
     void focusEditor();
     /// Asks, in a sheet, whether to delete the shown note, then deletes it.
@@ -62,6 +75,7 @@ public:
     bool route(const QKeyEvent& event);
     /// The sheet on the panel (deletion or export), if one is open.
     QDialog* openSheet() const;
+    const NotesFocusBackdrop& focusBackdrop() const { return m_focusBackdrop; }
 
     /// Called with the panel's visibility after every show and hide.
     std::function<void(bool)> onVisibilityChange;
@@ -84,12 +98,18 @@ private:
     void restoreFrame();
     void saveFrame();
     void panelActivationChanged();
+    /// Shows the backdrop when focus mode is on and it is not shown yet.
+    void restoreFocus();
+    /// Takes the backdrop away; focus mode stays as it is.
+    void endFocusBackdrop();
+    void leaveFocusMode();
 
     NotesModel& m_model;
     QSettings& m_settings;
     NotesRootView* m_content;
     NotesPanel* m_panel;
     QString m_libraryFolder;
+    NotesFocusBackdrop m_focusBackdrop;
     std::optional<QRect> m_compactFrame;
     bool m_routingKeys = false;
     QPointer<NotesExportSheet> m_exportSheet;

@@ -152,6 +152,7 @@ NotesRootView::NotesRootView(NotesModel& model, QSettings& settings, QWidget* pa
         }
     });
     connect(&m_model, &NotesModel::expandedChanged, this, &NotesRootView::refreshToolbar);
+    connect(&m_model, &NotesModel::focusActiveChanged, this, &NotesRootView::refreshToolbar);
     connect(&m_model, &NotesModel::pinnedChanged, this, &NotesRootView::refreshToolbar);
 
     m_sidebar->setVisible(m_model.sidebarVisible());
@@ -217,6 +218,12 @@ QWidget* NotesRootView::buildToolbar() {
     m_appearanceButton->setMenu(m_appearanceMenu);
     m_appearanceButton->setPopupMode(QToolButton::InstantPopup);
     row->addStretch(1);
+    m_focusButton = addToolButton(QStringLiteral("focus"), QString(), QString());
+    connect(m_focusButton, &QToolButton::clicked, this, [this] {
+        if (m_model.toggleFocus) {
+            m_model.toggleFocus();
+        }
+    });
     m_expandButton = addToolButton(QStringLiteral("expand"), QString(), QString());
     connect(m_expandButton, &QToolButton::clicked, this, [this] {
         if (m_model.toggleExpanded) {
@@ -452,6 +459,12 @@ void NotesRootView::refreshToolbar() {
     for (QAction* action : m_modeMenu->actions()) {
         action->setChecked(action->data().toInt() == static_cast<int>(mode));
     }
+    const bool focused = m_model.focusActive();
+    m_focusButton->setIcon(appIcon(focused ? AppIcon::focusFilled : AppIcon::focus, ink));
+    m_focusButton->setAccessibleName(focused ? QStringLiteral("Leave focus mode")
+                                             : QStringLiteral("Focus mode"));
+    m_focusButton->setToolTip(focused ? withKey(QStringLiteral("Leave focus mode"), "Esc")
+                                      : withKey(QStringLiteral("Focus mode"), "Ctrl+Shift+D"));
     const bool expanded = m_model.expanded();
     m_expandButton->setIcon(appIcon(expanded ? AppIcon::collapse : AppIcon::expand, ink));
     m_expandButton->setAccessibleName(expanded ? QStringLiteral("Restore panel")

@@ -94,6 +94,8 @@ NotesSidebar::NotesSidebar(NotesModel& model, QWidget* parent)
     m_list->setItemDelegate(new NoteRowDelegate(m_list));
     m_list->setContextMenuPolicy(Qt::CustomContextMenu);
     m_list->setFrameShape(QFrame::NoFrame);
+    // The panel background shows through the list, as through the rest of the sidebar.
+    m_list->viewport()->setAutoFillBackground(false);
     m_list->setUniformItemSizes(true);
     m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 

@@ -5,6 +5,10 @@
 #include <optional>
 #include <string_view>
 
+#include <QDateTime>
+#include <QImage>
+#include <QPainterPath>
+#include <QPixmap>
 #include <QSettings>
 #include <QString>
 #include <QVariant>
@@ -68,25 +72,57 @@ QString importImage(const QString& source, const QString& libraryFolder);
 
 } // namespace BackgroundImageStore
 
+/// The grain laid over the smoke background: 64 x 64 pixels of faint white and black specks
+/// (premultiplied RGBA, 8 bits a sample, rows top to bottom), the same on every launch. Made on
+/// the first call.
+const QImage& smokeGrain();
+
 /// What the panel's content and the focus backdrop are drawn over: the effective style of the
-/// preferences read from the settings. refresh() re-reads them (after a settings change).
+/// preferences read from the settings, in the colours of the widget's palette.
+///   glass  the Window colour at glassOpacity, and a blur of what is behind where the
+///          compositor offers one;
+///   smoke  a dark layer at smokeOpacity with the grain on top;
+///   image  the stored image scaled to fill (cropped, its proportions kept), darkened by a
+///          black layer at imageDimming;
+///   solid  the Window colour.
+/// Without a compositor nothing behind the window can show, so glass and smoke are drawn
+/// opaque. refresh() re-reads the preferences (after a settings change).
 class PanelBackground : public QWidget {
     Q_OBJECT
 
 public:
+    /// `settings` must outlive the widget. `libraryFolder` holds the image store.
     PanelBackground(QSettings& settings, QString libraryFolder, QWidget* parent = nullptr);
 
-    /// Reads the preferences again and repaints.
+    /// Reads the preferences (and whether a compositor runs) again and repaints.
     void refresh();
     const BackgroundPreferences& preferences() const { return m_preferences; }
+    /// Rounds the corners by `radius` pixels and outlines the shape in the palette's Mid
+    /// colour (the panel's frame); 0, the default, fills the whole widget.
+    void setCornerRadius(qreal radius);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
+    QPainterPath shape() const;
+    void loadImage();
+    void updateBlurBehind();
+
     QSettings& m_settings;
     QString m_libraryFolder;
     BackgroundPreferences m_preferences;
+    bool m_composited = true;
+    bool m_blurRequested = false;
+    qreal m_cornerRadius = 0;
+    /// The image drawn: its file, as read (reduced to about a screen's size), and scaled to
+    /// fill the widget.
+    QString m_imagePath;
+    QDateTime m_imageModified;
+    QImage m_image;
+    QPixmap m_filledImage;
 };
 
 } // namespace zemvar::app
