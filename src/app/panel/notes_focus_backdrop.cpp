@@ -133,7 +133,7 @@ void NotesFocusBackdrop::rebuild() {
         // Created before it is shown, so that it is marked for no taskbar before it maps. Off
         // X11 the marking fails, and the tool window type alone keeps it out.
         window->winId();
-        platform::keepOutOfTaskbar(*window->windowHandle());
+        platform::setShownInTaskbar(*window->windowHandle(), false);
         window->show();
         m_windows.emplace_back(window);
     }

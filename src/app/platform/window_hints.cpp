@@ -2,6 +2,8 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/platform/window_hints.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -67,6 +69,34 @@ bool replaceProperty(QWindow& window, std::string_view name, xcb_atom_t type,
                                      static_cast<std::uint32_t>(values.size()), values.data()));
 }
 
+// The atoms of a property of type ATOM; empty when it is not set.
+std::vector<xcb_atom_t> atomList(xcb_connection_t* connection, xcb_window_t window,
+                                 xcb_atom_t property) {
+    const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, window, property, XCB_ATOM_ATOM, 0, 1024),
+        nullptr));
+    if (!reply || reply->format != 32 || reply->type != XCB_ATOM_ATOM) {
+        return {};
+    }
+    const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
+    return {atoms, atoms + xcb_get_property_value_length(reply.get()) / sizeof(xcb_atom_t)};
+}
+
+bool windowManagerRunning(xcb_connection_t* connection, xcb_window_t root) {
+    const std::optional<xcb_atom_t> check = internAtom(connection, "_NET_SUPPORTING_WM_CHECK");
+    if (!check) {
+        return false;
+    }
+    const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, root, *check, XCB_ATOM_WINDOW, 0, 1), nullptr));
+    return reply && xcb_get_property_value_length(reply.get()) > 0;
+}
+
+// _NET_WM_STATE's message actions, and the source of a request from an application.
+constexpr std::uint32_t removeState = 0;
+constexpr std::uint32_t addState = 1;
+constexpr std::uint32_t applicationSource = 1;
+
 constexpr std::string_view blurRegion = "_KDE_NET_WM_BLUR_BEHIND_REGION";
 
 } // namespace
@@ -102,17 +132,62 @@ bool clearBlurBehind(QWindow& window) {
                          connection, static_cast<xcb_window_t>(window.winId()), *property));
 }
 
-bool keepOutOfTaskbar(QWindow& window) {
+bool setShownInTaskbar(QWindow& window, bool shown) {
     xcb_connection_t* connection = connectionOf(window);
     if (connection == nullptr) {
+        return true;
+    }
+    const auto xid = static_cast<xcb_window_t>(window.winId());
+    const std::optional<xcb_atom_t> state = internAtom(connection, "_NET_WM_STATE");
+    const std::optional<xcb_atom_t> skipTaskbar =
+        internAtom(connection, "_NET_WM_STATE_SKIP_TASKBAR");
+    const std::optional<xcb_atom_t> skipPager = internAtom(connection, "_NET_WM_STATE_SKIP_PAGER");
+    if (!state || !skipTaskbar || !skipPager) {
+        qWarning("Could not read the taskbar state of a window: the X server named no atoms");
         return false;
     }
-    const auto skipTaskbar = internAtom(connection, "_NET_WM_STATE_SKIP_TASKBAR");
-    const auto skipPager = internAtom(connection, "_NET_WM_STATE_SKIP_PAGER");
-    if (!skipTaskbar || !skipPager) {
-        return false;
+    const std::array<xcb_atom_t, 2> skips = {*skipTaskbar, *skipPager};
+    std::vector<xcb_atom_t> states = atomList(connection, xid, *state);
+    const auto has = [&states](xcb_atom_t atom) {
+        return std::find(states.begin(), states.end(), atom) != states.end();
+    };
+    if (has(skips[0]) != shown && has(skips[1]) != shown) {
+        return true;
     }
-    return replaceProperty(window, "_NET_WM_STATE", XCB_ATOM_ATOM, {*skipTaskbar, *skipPager});
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    bool done = false;
+    if (window.isVisible() && windowManagerRunning(connection, root)) {
+        // A managed window's state belongs to the window manager: ask it.
+        xcb_client_message_event_t message{};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = xid;
+        message.type = *state;
+        message.data.data32[0] = shown ? removeState : addState;
+        message.data.data32[1] = skips[0];
+        message.data.data32[2] = skips[1];
+        message.data.data32[3] = applicationSource;
+        done =
+            succeeded(connection, xcb_send_event_checked(connection, 0, root,
+                                                         XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT |
+                                                             XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                                                         reinterpret_cast<const char*>(&message)));
+    } else {
+        std::erase_if(states, [&skips](xcb_atom_t atom) {
+            return std::find(skips.begin(), skips.end(), atom) != skips.end();
+        });
+        if (!shown) {
+            states.insert(states.end(), skips.begin(), skips.end());
+        }
+        done = succeeded(connection,
+                         xcb_change_property_checked(
+                             connection, XCB_PROP_MODE_REPLACE, xid, *state, XCB_ATOM_ATOM, 32,
+                             static_cast<std::uint32_t>(states.size()), states.data()));
+    }
+    if (!done) {
+        qWarning("Could not change the taskbar state of a window");
+    }
+    return done;
 }
 
 } // namespace zemvar::app::platform

@@ -2,7 +2,7 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/shell/dock_presence.h"
 
-#include "app/platform/taskbar_state.h"
+#include "app/platform/window_hints.h"
 
 #include <algorithm>
 
