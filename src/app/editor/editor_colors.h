@@ -4,8 +4,9 @@
 
 #include <QColor>
 #include <QPalette>
+#include <QString>
 
-/// Colours the note views draw with besides the palette's own.
+/// Colours the app's windows draw with besides the palette's own.
 namespace zemvar::app {
 
 /// The app's accent colour in light or dark appearance: results of calculation notes and the
@@ -20,6 +21,15 @@ inline QColor separatorColor(const QPalette& palette) {
     QColor color = palette.color(QPalette::Text);
     color.setAlphaF(0.2F);
     return color;
+}
+
+/// The palette of a window of the app for the setting "appearance": a fixed light palette for
+/// "light", a fixed dark one for "dark", the application's palette for anything else ("system").
+QPalette appearancePalette(const QString& appearance);
+
+/// Whether `palette` draws light text on a dark window.
+inline bool isDarkPalette(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() < 128;
 }
 
 } // namespace zemvar::app

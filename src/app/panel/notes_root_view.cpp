@@ -3,6 +3,7 @@
 #include "app/panel/notes_root_view.h"
 
 #include "app/editor/app_icons.h"
+#include "app/editor/editor_colors.h"
 #include "app/editor/note_editor_view.h"
 #include "app/editor/note_markdown_preview.h"
 #include "app/model/app_settings.h"
@@ -13,7 +14,6 @@
 #include <array>
 
 #include <QActionGroup>
-#include <QApplication>
 #include <QButtonGroup>
 #include <QComboBox>
 #include <QEvent>
@@ -62,34 +62,6 @@ AppIcon modeIcon(NoteMode mode) {
         return AppIcon::markdownMode;
     }
     return AppIcon::textMode;
-}
-
-// The panel's colours when "appearance" forces light or dark.
-QPalette forcedPalette(bool dark) {
-    struct Colours {
-        QPalette::ColorRole role;
-        QRgb light;
-        QRgb dark;
-    };
-    static constexpr Colours colours[] = {
-        {QPalette::Window, 0xF6F5F2, 0x232428},
-        {QPalette::WindowText, 0x1F2024, 0xECECEE},
-        {QPalette::Base, 0xFFFFFE, 0x1B1C1F},
-        {QPalette::AlternateBase, 0xEFEEEA, 0x2A2B30},
-        {QPalette::Text, 0x1F2024, 0xECECEE},
-        {QPalette::Button, 0xECEBE7, 0x2E2F34},
-        {QPalette::ButtonText, 0x1F2024, 0xECECEE},
-        {QPalette::Highlight, 0x4F46E5, 0x635BFF},
-        {QPalette::HighlightedText, 0xFFFFFF, 0xFFFFFF},
-        {QPalette::PlaceholderText, 0x8E8D88, 0x8A8B91},
-        {QPalette::ToolTipBase, 0xFFFFF0, 0x2E2F34},
-        {QPalette::ToolTipText, 0x1F2024, 0xECECEE},
-    };
-    QPalette palette;
-    for (const Colours& colour : colours) {
-        palette.setColor(colour.role, QColor::fromRgb(dark ? colour.dark : colour.light));
-    }
-    return palette;
 }
 
 } // namespace
@@ -373,15 +345,8 @@ void NotesRootView::setOpenFileAvailable(bool available) {
 }
 
 void NotesRootView::applySettings() {
-    const QString appearance =
-        m_settings.value(settings::appearance, QStringLiteral("system")).toString();
-    if (appearance == QLatin1String("light") || appearance == QLatin1String("dark")) {
-        m_dark = appearance == QLatin1String("dark");
-        setPalette(forcedPalette(m_dark));
-    } else {
-        setPalette(QApplication::palette());
-        m_dark = QApplication::palette().color(QPalette::Window).lightness() < 128;
-    }
+    setPalette(appearancePalette(m_settings.value(settings::appearance).toString()));
+    m_dark = isDarkPalette(palette());
     m_editor->setDark(m_dark);
     m_preview->setDark(m_dark);
     const double size =
