@@ -398,8 +398,8 @@ private Q_SLOTS:
     void theToolbarShowsTheStateOfThePanel() {
         makePanel();
         showPanel();
-        for (const char* name :
-             {"list", "new", "export", "mode", "appearance", "expand", "pin", "previous", "next"}) {
+        for (const char* name : {"list", "new", "export", "mode", "appearance", "settings",
+                                 "expand", "pin", "previous", "next"}) {
             QVERIFY2(named<QWidget>(name) != nullptr, name);
             QVERIFY2(!named<QWidget>(name)->accessibleName().isEmpty(), name);
         }
@@ -415,6 +415,7 @@ private Q_SLOTS:
         QVERIFY(model().pinned());
         QCOMPARE(pin->accessibleName(), QStringLiteral("Unpin panel"));
         QCOMPARE(named<QToolButton>("new")->toolTip(), QStringLiteral("New note (Ctrl+N)"));
+        QCOMPARE(named<QToolButton>("settings")->toolTip(), QStringLiteral("Settings (Ctrl+,)"));
         QCOMPARE(named<QLabel>("position")->text(), QStringLiteral("1 of 1"));
         QVERIFY(!named<QWidget>("open")->isVisible()); // until a file opener is there
     }

@@ -120,6 +120,7 @@ public:
     std::function<void()> toggleExpanded;
     std::function<void()> requestDelete;
     std::function<void()> requestExport;
+    std::function<void()> requestSettings;
     std::function<void()> requestOpenFile;
     std::function<void(const QList<QUrl>&)> requestOpenURLs;
 

@@ -186,6 +186,11 @@ void NotesPanelController::toggleExpanded() {
     focusEditor();
 }
 
+void NotesPanelController::applySettings() {
+    m_content->applySettings();
+    m_panel->update();
+}
+
 void NotesPanelController::focusEditor() {
     if (QPlainTextEdit* text = m_content->editor()->textView();
         text != nullptr && text->isVisible() && openSheet() == nullptr) {
@@ -316,6 +321,11 @@ bool NotesPanelController::route(const QKeyEvent& event) {
             return true;
         case Qt::Key_N:
             m_model.createNote();
+            return true;
+        case Qt::Key_Comma:
+            if (m_model.requestSettings) {
+                m_model.requestSettings();
+            }
             return true;
         case Qt::Key_Q:
             Q_EMIT quitRequested();

@@ -30,7 +30,7 @@ class NotesRootView;
 ///
 /// Keys: Esc closes the notes list, then the expanded size, then the panel; Ctrl+Shift+F
 /// expand, Ctrl+Shift+L notes list, Ctrl+Shift+E export, Ctrl+Shift+Backspace delete, Ctrl+O
-/// open, Ctrl+[ previous, Ctrl+] next, Ctrl+N new note, Ctrl+Q quit.
+/// open, Ctrl+[ previous, Ctrl+] next, Ctrl+N new note, Ctrl+, settings, Ctrl+Q quit.
 class NotesPanelController : public QObject {
     Q_OBJECT
 
@@ -49,6 +49,9 @@ public:
     /// Hides the panel unless the user pinned it (when the app loses the focus).
     void hideIfUnpinned();
     void toggleExpanded();
+    /// Re-reads the appearance settings (colours, font size, notebook lines) and repaints the
+    /// panel with them, after the user changed them in the settings.
+    void applySettings();
     /// Gives the keyboard focus to the note's text.
     void focusEditor();
     /// Asks, in a sheet, whether to delete the shown note, then deletes it.

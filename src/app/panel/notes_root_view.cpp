@@ -186,6 +186,13 @@ QWidget* NotesRootView::buildToolbar() {
     m_appearanceMenu = buildAppearanceMenu();
     m_appearanceButton->setMenu(m_appearanceMenu);
     m_appearanceButton->setPopupMode(QToolButton::InstantPopup);
+    m_settingsButton = addToolButton(QStringLiteral("settings"), QStringLiteral("Settings"),
+                                     withKey(QStringLiteral("Settings"), "Ctrl+,"));
+    connect(m_settingsButton, &QToolButton::clicked, this, [this] {
+        if (m_model.requestSettings) {
+            m_model.requestSettings();
+        }
+    });
     row->addStretch(1);
     m_expandButton = addToolButton(QStringLiteral("expand"), QString(), QString());
     connect(m_expandButton, &QToolButton::clicked, this, [this] {
@@ -361,6 +368,7 @@ void NotesRootView::applySettings() {
     m_openButton->setIcon(appIcon(AppIcon::folder, ink));
     m_exportButton->setIcon(appIcon(AppIcon::share, ink));
     m_appearanceButton->setIcon(appIcon(AppIcon::textFormat, ink));
+    m_settingsButton->setIcon(appIcon(AppIcon::gear, ink));
     m_previousButton->setIcon(appIcon(AppIcon::chevronLeft, ink));
     m_nextButton->setIcon(appIcon(AppIcon::chevronRight, ink));
     m_banner->findChild<QToolButton*>(QStringLiteral("dismiss"))

@@ -26,7 +26,7 @@ class NotesSidebar;
 /// markdown note), a footer, the notes list and a banner for messages. It reads and changes
 /// only the model and the settings; window-level actions go through the model's callback
 /// slots. Every control carries an object name ("list", "new", "export", "mode", "appearance",
-/// "expand", "pin", "preview", "language", "previous", "next") and an accessible name.
+/// "settings", "expand", "pin", "preview", "language", "previous", "next") and an accessible name.
 class NotesRootView : public QWidget {
     Q_OBJECT
 
@@ -73,6 +73,7 @@ private:
     QToolButton* m_exportButton = nullptr;
     QToolButton* m_modeButton = nullptr;
     QToolButton* m_appearanceButton = nullptr;
+    QToolButton* m_settingsButton = nullptr;
     QToolButton* m_expandButton = nullptr;
     QToolButton* m_pinButton = nullptr;
     QMenu* m_modeMenu = nullptr;
