@@ -15,6 +15,11 @@ inline QColor accentColor(bool dark) {
     return dark ? QColor(0x6C, 0xA8, 0xFF) : QColor(0x1F, 0x6A, 0xC9);
 }
 
+/// The colour of warnings written in a window (a shortcut that cannot be registered).
+inline QColor warningColor(bool dark) {
+    return dark ? QColor(0xFF, 0xB0, 0x4C) : QColor(0xB0, 0x4A, 0x00);
+}
+
 /// The colour of separating lines (ruled paper lines, quote bars) for `palette`: its text
 /// colour, faint.
 inline QColor separatorColor(const QPalette& palette) {

@@ -233,6 +233,7 @@ QMenu* NotesRootView::buildAppearanceMenu() {
     connect(lines, &QAction::toggled, this, [this](bool on) {
         m_settings.setValue(settings::notebookLines, on);
         applySettings();
+        Q_EMIT settingsChanged();
     });
     QMenu* appearance = menu->addMenu(QStringLiteral("Appearance"));
     auto* group = new QActionGroup(appearance);
@@ -250,6 +251,7 @@ QMenu* NotesRootView::buildAppearanceMenu() {
         connect(action, &QAction::triggered, this, [this, stored] {
             m_settings.setValue(settings::appearance, stored);
             applySettings();
+            Q_EMIT settingsChanged();
         });
     }
     return menu;

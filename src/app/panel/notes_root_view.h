@@ -44,6 +44,11 @@ public:
     /// Whether the panel is drawn dark (the "appearance" setting, else the system's palette).
     bool isDark() const { return m_dark; }
 
+Q_SIGNALS:
+    /// The user changed a setting from the panel (notebook lines, appearance) and it was
+    /// written, so that other windows showing it can follow.
+    void settingsChanged();
+
 private:
     QToolButton* addToolButton(const QString& name, const QString& label, const QString& help);
     QWidget* buildToolbar();
