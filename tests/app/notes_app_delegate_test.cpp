@@ -92,10 +92,11 @@ private Q_SLOTS:
 
     void theTrayMenuFollowsThePanel() {
         start();
-        QCOMPARE(trayTitles(),
-                 (QStringList{QStringLiteral("Hide Notes"), QStringLiteral("New Note"),
-                              QStringLiteral("Export Note\u2026"), QStringLiteral("-"),
-                              QStringLiteral("Quit Zemvar Notes")}));
+        QCOMPARE(
+            trayTitles(),
+            (QStringList{QStringLiteral("Hide Notes"), QStringLiteral("New Note"),
+                         QStringLiteral("Export Note\u2026"), QStringLiteral("-"),
+                         QStringLiteral("Settings\u2026"), QStringLiteral("Quit Zemvar Notes")}));
         delegate().togglePanel();
         QVERIFY(!panel().isVisible());
         QCOMPARE(trayTitles().constFirst(), QStringLiteral("Show Notes"));

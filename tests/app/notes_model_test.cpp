@@ -172,26 +172,6 @@ private Q_SLOTS:
         QVERIFY(results.count() >= 3);
     }
 
-    void theSeparatorSettingChoosesHowNumbersAreRead() {
-        makeModel();
-        auto note = model().current();
-        note.mode = zemvar::core::NoteMode::calculations;
-        note.text = "1,5 * 2\n1.5 * 2";
-        model().saveMetadata(note);
-        m_sandbox->settings().setValue(zemvar::app::settings::decimalSeparator,
-                                       QStringLiteral("comma"));
-        model().reloadEvaluator();
-        // With a comma, "1.5" is a malformed group, so only the first line counts.
-        QCOMPARE(model().results().size(), std::size_t{1});
-        QCOMPARE(model().results()[0].lineIndex, std::size_t{0});
-        QCOMPARE(toQString(model().results()[0].text), QStringLiteral("3"));
-        m_sandbox->settings().setValue(zemvar::app::settings::decimalSeparator,
-                                       QStringLiteral("point"));
-        model().reloadEvaluator();
-        QCOMPARE(model().results().size(), std::size_t{1});
-        QCOMPARE(model().results()[0].lineIndex, std::size_t{1});
-    }
-
     void theLastShownNoteIsShownAgain() {
         makeModel(3);
         model().goToNext();

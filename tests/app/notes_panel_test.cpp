@@ -428,8 +428,8 @@ private Q_SLOTS:
     void theToolbarShowsTheStateOfThePanel() {
         makePanel();
         showPanel();
-        for (const char* name : {"list", "new", "export", "mode", "appearance", "focus", "expand",
-                                 "pin", "previous", "next"}) {
+        for (const char* name : {"list", "new", "export", "mode", "appearance", "settings", "focus",
+                                 "expand", "pin", "previous", "next"}) {
             QVERIFY2(named<QWidget>(name) != nullptr, name);
             QVERIFY2(!named<QWidget>(name)->accessibleName().isEmpty(), name);
         }
@@ -452,6 +452,7 @@ private Q_SLOTS:
         QVERIFY(model().pinned());
         QCOMPARE(pin->accessibleName(), QStringLiteral("Unpin panel"));
         QCOMPARE(named<QToolButton>("new")->toolTip(), QStringLiteral("New note (Ctrl+N)"));
+        QCOMPARE(named<QToolButton>("settings")->toolTip(), QStringLiteral("Settings (Ctrl+,)"));
         QCOMPARE(named<QLabel>("position")->text(), QStringLiteral("1 of 1"));
         QCOMPARE(QAccessible::queryAccessibleInterface(view().editor()->textView())
                      ->text(QAccessible::Name),

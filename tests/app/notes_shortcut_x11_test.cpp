@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/panel/notes_shortcut.h"
+#include "x11_other_client.h"
 
 #include <X11/keysym.h>
-#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -21,72 +21,7 @@ using zemvar::app::NotesShortcutPreset;
 
 namespace {
 
-constexpr std::uint16_t control = XCB_MOD_MASK_CONTROL;
-constexpr std::uint16_t alt = XCB_MOD_MASK_1;
-constexpr std::uint16_t numLock = XCB_MOD_MASK_2;
-constexpr std::uint16_t super = XCB_MOD_MASK_4;
-constexpr std::uint16_t shift = XCB_MOD_MASK_SHIFT;
-constexpr std::uint16_t capsLock = XCB_MOD_MASK_LOCK;
-constexpr std::array<std::uint16_t, 4> lockVariants = {0, capsLock, numLock, capsLock | numLock};
-
-// Another program on the same display, with its own connection, competing for N.
-class OtherClient {
-public:
-    OtherClient()
-        : m_connection(xcb_connect(nullptr, nullptr)) {
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-        xcb_key_symbols_t* symbols = xcb_key_symbols_alloc(m_connection);
-        xcb_keycode_t* codes = xcb_key_symbols_get_keycode(symbols, XK_n);
-        m_keycodeN = codes ? codes[0] : 0;
-        std::free(codes);
-        xcb_key_symbols_free(symbols);
-    }
-    OtherClient(const OtherClient&) = delete;
-    OtherClient& operator=(const OtherClient&) = delete;
-    ~OtherClient() { xcb_disconnect(m_connection); }
-
-    bool isValid() const { return xcb_connection_has_error(m_connection) == 0 && m_keycodeN != 0; }
-
-    // Grabs N with exactly `modifiers`; returns the X11 error code, 0 on success.
-    int grab(std::uint16_t modifiers) {
-        const xcb_void_cookie_t cookie =
-            xcb_grab_key_checked(m_connection, 0, m_root, modifiers, m_keycodeN,
-                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
-        xcb_generic_error_t* error = xcb_request_check(m_connection, cookie);
-        const int code = error ? error->error_code : 0;
-        std::free(error);
-        return code;
-    }
-    // Grabs N with `modifiers` under every lock state, then lets go of it again; returns the
-    // first error code. 0 means no other client held any variant.
-    int grabEveryLockVariant(std::uint16_t modifiers) {
-        int first = 0;
-        for (const std::uint16_t locks : lockVariants) {
-            const int code = grab(modifiers | locks);
-            first = first != 0 ? first : code;
-            ungrab(modifiers | locks);
-        }
-        return first;
-    }
-    void ungrab(std::uint16_t modifiers) {
-        xcb_ungrab_key(m_connection, m_keycodeN, m_root, modifiers);
-        std::free(
-            xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
-    }
-    // The modifier and lock state of the keyboard.
-    std::uint16_t keyboardState() {
-        xcb_query_pointer_reply_t* reply =
-            xcb_query_pointer_reply(m_connection, xcb_query_pointer(m_connection, m_root), nullptr);
-        const std::uint16_t state = reply ? reply->mask : 0;
-        std::free(reply);
-        return state;
-    }
-
-private:
-    xcb_connection_t* m_connection;
-    xcb_window_t m_root = 0;
-    xcb_keycode_t m_keycodeN = 0;
-};
+using namespace zemvar::testing::x11;
 
 // Counts every key press of N that reaches the app, before the shortcut sees it.
 class RawPressCounter : public QAbstractNativeEventFilter {

@@ -2,6 +2,9 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/editor/app_icons.h"
 
+#include <cmath>
+#include <numbers>
+
 #include <QIconEngine>
 #include <QPainter>
 #include <QPainterPath>
@@ -92,6 +95,12 @@ private:
                                                        : QStringLiteral("Aa"));
             break;
         }
+        case AppIcon::gear:
+            drawGear(p);
+            break;
+        case AppIcon::palette:
+            drawPalette(p, color);
+            break;
         case AppIcon::codeMode:
             p.drawPolyline(QPolygonF({{8, 7}, {3.5, 12}, {8, 17}}));
             p.drawPolyline(QPolygonF({{16, 7}, {20.5, 12}, {16, 17}}));
@@ -162,6 +171,39 @@ private:
         }
     }
 
+    // A wheel of eight teeth around a hole.
+    static void drawGear(QPainter& p) {
+        constexpr int teeth = 8;
+        QPolygonF outline;
+        for (int i = 0; i < teeth * 4; ++i) {
+            // Each tooth: two corners on the outer circle, then two at the foot of the gap.
+            const double radius = i % 4 < 2 ? 9.5 : 6.8;
+            const double angle = (i - 0.5) * 2 * std::numbers::pi / (teeth * 4);
+            outline << QPointF(12 + radius * std::cos(angle), 12 + radius * std::sin(angle));
+        }
+        p.drawPolygon(outline);
+        p.drawEllipse(QPointF(12, 12), 2.8, 2.8);
+    }
+
+    // A painter's palette: a rounded board with a thumb hole and three dabs of paint.
+    static void drawPalette(QPainter& p, const QColor& color) {
+        QPainterPath board;
+        board.moveTo(12, 3.5);
+        board.cubicTo(17.5, 3.5, 20.5, 7.5, 20.5, 11.5);
+        board.cubicTo(20.5, 14.5, 18.5, 15.5, 16.5, 15.5);
+        board.cubicTo(14.5, 15.5, 13.5, 16.5, 14, 18);
+        board.cubicTo(14.5, 19.8, 13.5, 20.5, 12, 20.5);
+        board.cubicTo(7, 20.5, 3.5, 16.5, 3.5, 12);
+        board.cubicTo(3.5, 7.3, 7.3, 3.5, 12, 3.5);
+        p.drawPath(board);
+        p.setPen(Qt::NoPen);
+        p.setBrush(color);
+        for (const QPointF dab : {QPointF(8, 9.5), QPointF(12, 7.5), QPointF(16, 9.5)}) {
+            p.drawEllipse(dab, 1.4, 1.4);
+        }
+        p.drawEllipse(QPointF(8, 14.5), 1.4, 1.4);
+    }
+
     // The app's own mark: a note sheet with a calculation's equals sign on an indigo tile.
     static void drawApplicationIcon(QPainter& p) {
         p.setPen(Qt::NoPen);
@@ -205,6 +247,10 @@ QString themeName(AppIcon icon) {
         return QStringLiteral("text-x-generic");
     case AppIcon::textFormat:
         return QStringLiteral("preferences-desktop-font");
+    case AppIcon::gear:
+        return QStringLiteral("preferences-system");
+    case AppIcon::palette:
+        return QStringLiteral("preferences-desktop-theme");
     case AppIcon::expand:
         return QStringLiteral("view-fullscreen");
     case AppIcon::collapse:

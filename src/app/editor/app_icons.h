@@ -18,6 +18,8 @@ enum class AppIcon {
     codeMode,     ///< code note
     markdownMode, ///< markdown note
     textFormat,   ///< writing appearance
+    gear,         ///< settings; the general settings
+    palette,      ///< the appearance settings
     expand,       ///< enlarge the panel
     collapse,     ///< back to the floating panel
     focus,        ///< focus mode, off (a dashed circle)

@@ -381,6 +381,11 @@ bool NotesPanelController::route(const QKeyEvent& event) {
         case Qt::Key_N:
             m_model.createNote();
             return true;
+        case Qt::Key_Comma:
+            if (m_model.requestSettings) {
+                m_model.requestSettings();
+            }
+            return true;
         case Qt::Key_Q:
             Q_EMIT quitRequested();
             return true;

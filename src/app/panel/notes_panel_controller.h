@@ -38,7 +38,7 @@ class NotesRootView;
 /// Keys: Esc closes the notes list, then focus mode, then the expanded size, then the panel;
 /// Ctrl+Shift+F expand, Ctrl+Shift+D focus mode, Ctrl+Shift+L notes list, Ctrl+Shift+E export,
 /// Ctrl+Shift+Backspace delete, Ctrl+O open, Ctrl+[ previous, Ctrl+] next, Ctrl+N new note,
-/// Ctrl+Q quit.
+/// Ctrl+, settings, Ctrl+Q quit.
 class NotesPanelController : public QObject {
     Q_OBJECT
 

@@ -3,6 +3,7 @@
 #include "app/panel/notes_root_view.h"
 
 #include "app/editor/app_icons.h"
+#include "app/editor/editor_colors.h"
 #include "app/editor/note_editor_view.h"
 #include "app/editor/note_markdown_preview.h"
 #include "app/model/app_settings.h"
@@ -13,7 +14,6 @@
 #include <array>
 
 #include <QActionGroup>
-#include <QApplication>
 #include <QButtonGroup>
 #include <QComboBox>
 #include <QEvent>
@@ -62,34 +62,6 @@ AppIcon modeIcon(NoteMode mode) {
         return AppIcon::markdownMode;
     }
     return AppIcon::textMode;
-}
-
-// The panel's colours when "appearance" forces light or dark.
-QPalette forcedPalette(bool dark) {
-    struct Colours {
-        QPalette::ColorRole role;
-        QRgb light;
-        QRgb dark;
-    };
-    static constexpr Colours colours[] = {
-        {QPalette::Window, 0xF6F5F2, 0x232428},
-        {QPalette::WindowText, 0x1F2024, 0xECECEE},
-        {QPalette::Base, 0xFFFFFE, 0x1B1C1F},
-        {QPalette::AlternateBase, 0xEFEEEA, 0x2A2B30},
-        {QPalette::Text, 0x1F2024, 0xECECEE},
-        {QPalette::Button, 0xECEBE7, 0x2E2F34},
-        {QPalette::ButtonText, 0x1F2024, 0xECECEE},
-        {QPalette::Highlight, 0x4F46E5, 0x635BFF},
-        {QPalette::HighlightedText, 0xFFFFFF, 0xFFFFFF},
-        {QPalette::PlaceholderText, 0x8E8D88, 0x8A8B91},
-        {QPalette::ToolTipBase, 0xFFFFF0, 0x2E2F34},
-        {QPalette::ToolTipText, 0x1F2024, 0xECECEE},
-    };
-    QPalette palette;
-    for (const Colours& colour : colours) {
-        palette.setColor(colour.role, QColor::fromRgb(dark ? colour.dark : colour.light));
-    }
-    return palette;
 }
 
 } // namespace
@@ -217,6 +189,13 @@ QWidget* NotesRootView::buildToolbar() {
     m_appearanceMenu = buildAppearanceMenu();
     m_appearanceButton->setMenu(m_appearanceMenu);
     m_appearanceButton->setPopupMode(QToolButton::InstantPopup);
+    m_settingsButton = addToolButton(QStringLiteral("settings"), QStringLiteral("Settings"),
+                                     withKey(QStringLiteral("Settings"), "Ctrl+,"));
+    connect(m_settingsButton, &QToolButton::clicked, this, [this] {
+        if (m_model.requestSettings) {
+            m_model.requestSettings();
+        }
+    });
     row->addStretch(1);
     m_focusButton = addToolButton(QStringLiteral("focus"), QString(), QString());
     connect(m_focusButton, &QToolButton::clicked, this, [this] {
@@ -263,6 +242,7 @@ QMenu* NotesRootView::buildAppearanceMenu() {
     connect(lines, &QAction::toggled, this, [this](bool on) {
         m_settings.setValue(settings::notebookLines, on);
         applySettings();
+        Q_EMIT settingsChanged();
     });
     QMenu* appearance = menu->addMenu(QStringLiteral("Appearance"));
     auto* group = new QActionGroup(appearance);
@@ -280,6 +260,7 @@ QMenu* NotesRootView::buildAppearanceMenu() {
         connect(action, &QAction::triggered, this, [this, stored] {
             m_settings.setValue(settings::appearance, stored);
             applySettings();
+            Q_EMIT settingsChanged();
         });
     }
     return menu;
@@ -395,15 +376,8 @@ void NotesRootView::setOpenFileAvailable(bool available) {
 }
 
 void NotesRootView::applySettings() {
-    const QString appearance =
-        m_settings.value(settings::appearance, QStringLiteral("system")).toString();
-    if (appearance == QLatin1String("light") || appearance == QLatin1String("dark")) {
-        m_dark = appearance == QLatin1String("dark");
-        setPalette(forcedPalette(m_dark));
-    } else {
-        setPalette(QApplication::palette());
-        m_dark = QApplication::palette().color(QPalette::Window).lightness() < 128;
-    }
+    setPalette(appearancePalette(m_settings.value(settings::appearance).toString()));
+    m_dark = isDarkPalette(palette());
     m_editor->setDark(m_dark);
     m_preview->setDark(m_dark);
     const double size =
@@ -418,6 +392,7 @@ void NotesRootView::applySettings() {
     m_openButton->setIcon(appIcon(AppIcon::folder, ink));
     m_exportButton->setIcon(appIcon(AppIcon::share, ink));
     m_appearanceButton->setIcon(appIcon(AppIcon::textFormat, ink));
+    m_settingsButton->setIcon(appIcon(AppIcon::gear, ink));
     m_previousButton->setIcon(appIcon(AppIcon::chevronLeft, ink));
     m_nextButton->setIcon(appIcon(AppIcon::chevronRight, ink));
     m_banner->findChild<QToolButton*>(QStringLiteral("dismiss"))

@@ -27,7 +27,8 @@ class NotesSidebar;
 /// markdown note), a footer, the notes list and a banner for messages. It reads and changes
 /// only the model and the settings; window-level actions go through the model's callback
 /// slots. Every control carries an object name ("list", "new", "export", "mode", "appearance",
-/// "focus", "expand", "pin", "preview", "language", "previous", "next") and an accessible name.
+/// "settings", "focus", "expand", "pin", "preview", "language", "previous", "next") and an
+/// accessible name.
 class NotesRootView : public QWidget {
     Q_OBJECT
 
@@ -44,6 +45,11 @@ public:
     void applySettings();
     /// Whether the panel is drawn dark (the "appearance" setting, else the system's palette).
     bool isDark() const { return m_dark; }
+
+Q_SIGNALS:
+    /// The user changed a setting from the panel (notebook lines, appearance) and it was
+    /// written, so that other windows showing it can follow.
+    void settingsChanged();
 
 private:
     QToolButton* addToolButton(const QString& name, const QString& label, const QString& help);
@@ -75,6 +81,7 @@ private:
     QToolButton* m_exportButton = nullptr;
     QToolButton* m_modeButton = nullptr;
     QToolButton* m_appearanceButton = nullptr;
+    QToolButton* m_settingsButton = nullptr;
     QToolButton* m_focusButton = nullptr;
     QToolButton* m_expandButton = nullptr;
     QToolButton* m_pinButton = nullptr;

@@ -10,7 +10,9 @@
 #include "app/panel/notes_panel_controller.h"
 #include "app/panel/notes_root_view.h"
 #include "app/panel/notes_shortcut.h"
+#include "app/settings/notes_settings_window.h"
 #include "app/shell/dock_presence.h"
+#include "app/shell/launch_at_login_controller.h"
 #include "core/notes/library_lock.h"
 #include "core/notes/note_store.h"
 
@@ -103,6 +105,7 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
     } catch (const std::exception& error) {
         return QString::fromUtf8(error.what());
     }
+    m_libraryFolder = libraryFolder;
     // The store, the model (which loads the library; a failure becomes its banner), the panel.
     m_store = std::make_unique<core::NoteStore>(toStdString(libraryFolder));
     m_model = std::make_unique<NotesModel>(*m_store, m_settings);
@@ -129,12 +132,31 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
             Q_EMIT self->panelVisibleChanged(visible);
         }
     };
+    m_model->requestSettings = [self] {
+        if (self) {
+            self->showSettings();
+        }
+    };
     m_shortcut->onPress = [self] {
         if (self) {
             self->togglePanel();
         }
     };
+    // Registration failures, and the desktop's refusals after it, reach the settings window.
+    connect(m_shortcut.get(), &NotesShortcut::errorChanged, this,
+            &NotesAppDelegate::shortcutErrorChanged);
     registerShortcut();
+    if (!shortcutError().isNull()) {
+        // Said once, at start, with a way to another preset; later the settings window shows
+        // the shortcut's errors under its picker.
+        const NotesShortcutPreset preset =
+            presetFromRawValue(m_settings.value(settings::notesShortcutPreset).toString());
+        m_model->appendSettingsNotice(QStringLiteral("The shortcut ") + displayText(preset) +
+                                      QStringLiteral(" does not work: ") + shortcutError());
+    }
+    m_launchAtLogin = std::make_unique<LaunchAtLoginController>(
+        QCoreApplication::applicationFilePath(), QGuiApplication::desktopFileName(),
+        LaunchAtLoginController::defaultAutostartFolder());
 
     // Leaving for another program writes pending text and hides the panel unless it is pinned.
     connect(qApp, &QGuiApplication::applicationStateChanged, this,
@@ -163,16 +185,31 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
 void NotesAppDelegate::registerShortcut() {
     const NotesShortcutPreset preset =
         presetFromRawValue(m_settings.value(settings::notesShortcutPreset).toString());
-    if (const auto error = m_shortcut->registerPreset(preset)) {
-        // Said once, at start, with a way to another preset; later the settings window shows
-        // the shortcut's errors under its picker.
-        m_model->appendSettingsNotice(QStringLiteral("The shortcut ") + displayText(preset) +
-                                      QStringLiteral(" does not work: ") + *error);
-    }
+    m_shortcut->registerPreset(preset);
 }
 
 const QString& NotesAppDelegate::shortcutError() const {
     return m_shortcut->error();
+}
+
+void NotesAppDelegate::showSettings() {
+    if (m_settingsWindow == nullptr) {
+        m_settingsWindow =
+            std::make_unique<NotesSettingsWindow>(*this, m_settings, m_libraryFolder);
+        connect(m_settingsWindow.get(), &NotesSettingsWindow::settingsChanged, m_controller.get(),
+                &NotesPanelController::applySettings);
+        connect(m_controller->content(), &NotesRootView::settingsChanged, m_settingsWindow.get(),
+                &NotesSettingsWindow::reload);
+        connect(m_settingsWindow.get(), &NotesSettingsWindow::closed, this, [this] {
+            // The panel takes the keyboard back: left to nobody, it would count as a click
+            // elsewhere and hide the panel.
+            if (m_controller->panel()->isVisible()) {
+                m_controller->panel()->raise();
+                m_controller->panel()->activateWindow();
+            }
+        });
+    }
+    m_settingsWindow->open();
 }
 
 void NotesAppDelegate::buildTray() {
@@ -190,6 +227,9 @@ void NotesAppDelegate::buildTray() {
                                                 [this] { m_controller->exportNote(); });
     exportNote->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+E")));
     m_trayMenu->addSeparator();
+    QAction* openSettings = m_trayMenu->addAction(QStringLiteral("Settings\u2026"), this,
+                                                  &NotesAppDelegate::showSettings);
+    openSettings->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
     QAction* quit = m_trayMenu->addAction(QStringLiteral("Quit Zemvar Notes"), this,
                                           &NotesAppDelegate::requestQuit);
     quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));

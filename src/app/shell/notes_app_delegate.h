@@ -23,8 +23,10 @@ class NoteStore;
 namespace zemvar::app {
 
 class DockPresence;
+class LaunchAtLoginController;
 class NotesModel;
 class NotesPanelController;
+class NotesSettingsWindow;
 class NotesShortcut;
 
 /// Wires the program together and answers the desktop's requests: it holds the library lock
@@ -48,6 +50,8 @@ public:
     /// Carries out a launch request (this launch's own or one handed over by a later launch).
     void handle(const NotesRequest& request);
     void togglePanel();
+    /// Opens the settings window, or brings the open one forward.
+    void showSettings();
 
     /// Quits when every pending edit is written; otherwise brings the panel forward with the
     /// save error and stays. Returns whether the program is quitting.
@@ -68,14 +72,21 @@ public:
     /// The failure of the global shortcut: of its last registration, or the desktop's refusal
     /// after it (NotesShortcut::errorChanged tells); null while it is registered.
     const QString& shortcutError() const;
+    /// Registers the preset stored under "notesShortcutPreset" in place of the current one
+    /// (the default preset for a missing or unknown value); the outcome is shortcutError().
+    void registerShortcut();
+    /// Launch at login for this copy of the program; null before start().
+    LaunchAtLoginController* launchAtLogin() const { return m_launchAtLogin.get(); }
+    /// The settings window once it was opened, else null.
+    NotesSettingsWindow* settingsWindow() const { return m_settingsWindow.get(); }
     bool panelVisible() const { return m_panelVisible; }
 
 Q_SIGNALS:
     void panelVisibleChanged(bool visible);
+    void shortcutErrorChanged();
 
 private:
     void buildTray();
-    void registerShortcut();
     void reportRescuedNotes();
     void rescueUnsavedText();
     void quit();
@@ -88,11 +99,15 @@ private:
     std::unique_ptr<DockPresence> m_dockPresence;
     std::unique_ptr<NotesPanelController> m_controller;
     std::unique_ptr<NotesShortcut> m_shortcut;
+    std::unique_ptr<LaunchAtLoginController> m_launchAtLogin;
     std::unique_ptr<QMenu> m_trayMenu;
     QSystemTrayIcon* m_tray = nullptr;
     QAction* m_showHideAction = nullptr;
+    QString m_libraryFolder;
     bool m_panelVisible = false;
     bool m_terminating = false;
+    // Last, so that it goes first: it works on everything above.
+    std::unique_ptr<NotesSettingsWindow> m_settingsWindow;
 };
 
 } // namespace zemvar::app
