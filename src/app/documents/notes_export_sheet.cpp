@@ -2,6 +2,7 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/documents/notes_export_sheet.h"
 
+#include "app/editor/labelled_picker.h"
 #include "app/model/qt_text.h"
 
 #include <QComboBox>
@@ -63,7 +64,7 @@ NotesExportSheet::NotesExportSheet(const core::NoteDocument& note, QWidget* pare
     m_nameField = findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
     Q_ASSERT(m_nameField != nullptr);
 
-    m_picker = new QComboBox(this);
+    m_picker = new LabelledPicker(this);
     m_picker->setObjectName(QStringLiteral("format"));
     m_picker->setAccessibleName(QStringLiteral("File format"));
     for (const core::NoteExportFormat& format : m_formats) {

@@ -4,6 +4,7 @@
 
 #include "app/editor/app_icons.h"
 #include "app/editor/editor_colors.h"
+#include "app/editor/labelled_picker.h"
 #include "app/editor/note_editor_view.h"
 #include "app/editor/note_markdown_preview.h"
 #include "app/model/app_settings.h"
@@ -345,7 +346,7 @@ QWidget* NotesRootView::buildFooter() {
     });
     row->addWidget(m_previewSwitch);
 
-    m_language = new QComboBox(footer);
+    m_language = new LabelledPicker(footer);
     m_language->setObjectName(QStringLiteral("language"));
     m_language->setAccessibleName(QStringLiteral("Language"));
     m_language->setToolTip(QStringLiteral("Syntax highlighting language"));
