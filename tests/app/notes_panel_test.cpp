@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/documents/notes_export_sheet.h"
+#include "app/editor/editor_colors.h"
 #include "app/editor/note_editor_view.h"
 #include "app/editor/note_markdown_preview.h"
 #include "app/model/app_settings.h"
@@ -660,6 +661,11 @@ private Q_SLOTS:
             const QColor backdrop = image.pixelColor(image.width() / 2, NotesPanel::edgeWidth + 2);
             QCOMPARE(backdrop.lightness() < 128, view().isDark());
         }
+        // On the dark smoke the toolbar reads light, while the note keeps the light appearance.
+        m_sandbox->settings().setValue(settings::backgroundStyle, QStringLiteral("smoke"));
+        controller().applySettings();
+        QVERIFY(isDarkPalette(named<QWidget>("toolbar")->palette()));
+        QVERIFY(!isDarkPalette(view().editor()->textView()->palette()));
     }
 
     void relativeDatesReadNaturally() {

@@ -82,6 +82,7 @@ NotesPanelController::NotesPanelController(NotesModel& model, QSettings& setting
     });
     m_panel->installEventFilter(this);
     restoreFrame();
+    m_content->setDarkBackdrop(m_panel->background()->preferences().isDarkWhateverTheAppearance());
 }
 
 NotesPanelController::~NotesPanelController() {
@@ -243,8 +244,9 @@ void NotesPanelController::leaveFocusMode() {
 }
 
 void NotesPanelController::applySettings() {
-    m_content->applySettings();
     m_panel->background()->refresh();
+    m_content->setDarkBackdrop(m_panel->background()->preferences().isDarkWhateverTheAppearance());
+    m_content->applySettings();
     m_focusBackdrop.refresh();
 }
 

@@ -301,6 +301,7 @@ QWidget* NotesRootView::buildBanner() {
 
 QWidget* NotesRootView::buildFooter() {
     auto* footer = new QWidget(this);
+    m_footer = footer;
     footer->setObjectName(QStringLiteral("footer"));
     auto* row = new QHBoxLayout(footer);
     row->setContentsMargins(14, 4, 10, 6);
@@ -376,9 +377,21 @@ void NotesRootView::setOpenFileAvailable(bool available) {
     m_openButton->setVisible(available);
 }
 
+void NotesRootView::setDarkBackdrop(bool dark) {
+    if (dark != m_darkBackdrop) {
+        m_darkBackdrop = dark;
+        applySettings();
+    }
+}
+
 void NotesRootView::applySettings() {
     setPalette(appearancePalette(m_settings.value(settings::appearance).toString()));
     m_dark = isDarkPalette(palette());
+    // What stands on the background reads against it.
+    const QPalette chrome = m_darkBackdrop ? appearancePalette(QStringLiteral("dark")) : palette();
+    for (QWidget* part : {m_toolbar, m_footer, static_cast<QWidget*>(m_sidebar), m_banner}) {
+        part->setPalette(chrome);
+    }
     m_editor->setDark(m_dark);
     m_preview->setDark(m_dark);
     const double size =
@@ -387,7 +400,7 @@ void NotesRootView::applySettings() {
     m_preview->setFontSize(size);
     m_editor->setShowsLines(m_settings.value(settings::notebookLines, false).toBool());
 
-    const QColor ink = palette().color(QPalette::WindowText);
+    const QColor ink = m_toolbar->palette().color(QPalette::WindowText);
     m_listButton->setIcon(appIcon(AppIcon::sidebar, ink));
     m_newButton->setIcon(appIcon(AppIcon::plus, ink));
     m_openButton->setIcon(appIcon(AppIcon::folder, ink));
@@ -398,8 +411,10 @@ void NotesRootView::applySettings() {
     m_nextButton->setIcon(appIcon(AppIcon::chevronRight, ink));
     m_banner->findChild<QToolButton*>(QStringLiteral("dismiss"))
         ->setIcon(appIcon(AppIcon::close, ink));
+    // The menu stands on its own window, in the appearance's colours.
+    const QColor menuInk = palette().color(QPalette::WindowText);
     for (QAction* action : m_modeMenu->actions()) {
-        action->setIcon(appIcon(modeIcon(static_cast<NoteMode>(action->data().toInt())), ink));
+        action->setIcon(appIcon(modeIcon(static_cast<NoteMode>(action->data().toInt())), menuInk));
     }
     refreshToolbar();
 }
@@ -428,7 +443,7 @@ void NotesRootView::showCurrentNote() {
 }
 
 void NotesRootView::refreshToolbar() {
-    const QColor ink = palette().color(QPalette::WindowText);
+    const QColor ink = m_toolbar->palette().color(QPalette::WindowText);
     const NoteMode mode = m_model.current().mode;
     m_modeButton->setIcon(appIcon(modeIcon(mode), ink));
     m_modeButton->setAccessibleName(QStringLiteral("Note mode: ") + toQString(core::label(mode)));

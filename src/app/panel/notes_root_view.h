@@ -45,6 +45,10 @@ public:
     void applySettings();
     /// Whether the panel is drawn dark (the "appearance" setting, else the system's palette).
     bool isDark() const { return m_dark; }
+    /// Whether what the toolbar, footer, notes list and banner stand on is dark whatever the
+    /// appearance (the smoke material, a dimmed image): they then take the dark colours, while
+    /// the note keeps the appearance's.
+    void setDarkBackdrop(bool dark);
 
 Q_SIGNALS:
     /// The user changed a setting from the panel (notebook lines, appearance) and it was
@@ -72,9 +76,11 @@ private:
     /// The note the editor shows.
     core::Uuid m_shownNote;
     bool m_dark = false;
+    bool m_darkBackdrop = false;
     bool m_previewing = false;
 
     QWidget* m_toolbar = nullptr;
+    QWidget* m_footer = nullptr;
     QToolButton* m_listButton = nullptr;
     QToolButton* m_newButton = nullptr;
     QToolButton* m_openButton = nullptr;

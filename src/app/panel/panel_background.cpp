@@ -116,6 +116,11 @@ BackgroundStyle BackgroundPreferences::effectiveStyle() const {
     return BackgroundStyle::solid;
 }
 
+bool BackgroundPreferences::isDarkWhateverTheAppearance() const {
+    const BackgroundStyle drawn = effectiveStyle();
+    return drawn == BackgroundStyle::smoke || drawn == BackgroundStyle::image;
+}
+
 namespace BackgroundImageStore {
 
 QString folder(const QString& libraryFolder) {

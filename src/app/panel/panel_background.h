@@ -56,6 +56,8 @@ struct BackgroundPreferences {
     /// The style actually drawn: solid instead of glass or smoke when transparency is to be
     /// reduced, solid instead of an image that is not there.
     BackgroundStyle effectiveStyle() const;
+    /// Whether what is drawn is dark in either appearance: the smoke material, a dimmed image.
+    bool isDarkWhateverTheAppearance() const;
 };
 
 /// The one background image the user chose, kept in the folder "background" of the library.
