@@ -53,13 +53,15 @@ int NotesModel::indexOf(const core::Uuid& id) const {
     return found == m_notes.end() ? -1 : static_cast<int>(found - m_notes.begin());
 }
 
-NoteDocument NotesModel::current() const {
+const NoteDocument& NotesModel::current() const {
     if (m_currentIndex >= 0 && m_currentIndex < static_cast<int>(m_notes.size())) {
         return m_notes[static_cast<std::size_t>(m_currentIndex)];
     }
     const core::Date now = core::currentDate();
-    return NoteDocument{core::Uuid::random(),         {}, now, now, false, core::NoteMode::text,
-                        core::NoteCodeLanguage::swift};
+    m_placeholder =
+        NoteDocument{core::Uuid::random(),         {}, now, now, false, core::NoteMode::text,
+                     core::NoteCodeLanguage::swift};
+    return m_placeholder;
 }
 
 void NotesModel::setNotes(std::vector<NoteDocument> notes) {
@@ -370,7 +372,7 @@ void NotesModel::reloadEvaluator() {
 }
 
 void NotesModel::reevaluate() {
-    const NoteDocument note = current();
+    const NoteDocument& note = current();
     m_results = note.mode == core::NoteMode::calculations ? m_evaluator.evaluate(note.text)
                                                           : std::vector<core::LineResult>();
     Q_EMIT resultsChanged();

@@ -66,8 +66,9 @@ public:
     /// Also stored under "focusBackdropEnabled".
     void setFocusEnabled(bool enabled);
 
-    /// The shown note; a fresh, never stored, empty text note when there is none.
-    core::NoteDocument current() const;
+    /// The shown note; a fresh, never stored, empty text note when there is none. The
+    /// reference is valid until the next change of the model (copy what you keep).
+    const core::NoteDocument& current() const;
     bool isLoaded() const { return m_store.isLoaded(); }
     const core::NoteStore& store() const { return m_store; }
 
@@ -170,6 +171,8 @@ private:
     std::optional<std::filesystem::path> m_announcedIndex;
 
     std::vector<core::NoteDocument> m_notes;
+    /// What current() gives when no note is shown.
+    mutable core::NoteDocument m_placeholder;
     int m_currentIndex = 0;
     int m_transitionDirection = 0;
     std::vector<core::LineResult> m_results;
