@@ -2,7 +2,8 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/platform/compositing.h"
 
-#include <cstdlib>
+#include "app/platform/xcb_reply.h"
+
 #include <string>
 #include <xcb/xcb.h>
 
@@ -19,18 +20,15 @@ bool compositingManagerRunning() {
         return true;
     }
     const std::string name = "_NET_WM_CM_S0";
-    xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(
+    const XcbReply<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
         connection,
-        xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.c_str()), nullptr);
-    if (atom == nullptr) {
+        xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.c_str()), nullptr));
+    if (!atom) {
         return false;
     }
-    xcb_get_selection_owner_reply_t* owner = xcb_get_selection_owner_reply(
-        connection, xcb_get_selection_owner(connection, atom->atom), nullptr);
-    const bool running = owner != nullptr && owner->owner != XCB_NONE;
-    std::free(owner);
-    std::free(atom);
-    return running;
+    const XcbReply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+        connection, xcb_get_selection_owner(connection, atom->atom), nullptr));
+    return owner && owner->owner != XCB_NONE;
 }
 
 } // namespace zemvar::app::platform

@@ -2,10 +2,11 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/platform/window_hints.h"
 
+#include "app/platform/xcb_reply.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -18,12 +19,6 @@
 
 namespace zemvar::app::platform {
 namespace {
-
-struct FreeDeleter {
-    void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T>
-using XcbReply = std::unique_ptr<T, FreeDeleter>;
 
 // The X11 connection `window` lives on; null off X11 or before the window exists.
 xcb_connection_t* connectionOf(const QWindow& window) {
@@ -42,7 +37,7 @@ std::optional<xcb_atom_t> internAtom(xcb_connection_t* connection, std::string_v
         connection,
         xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()),
         &error));
-    std::free(error);
+    const XcbReply<xcb_generic_error_t> failure(error); // taken here, not left to the event loop
     if (!reply || reply->atom == XCB_ATOM_NONE) {
         return std::nullopt;
     }

@@ -2,9 +2,10 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/platform/x11_global_hotkey_backend.h"
 
+#include "app/platform/xcb_reply.h"
+
 #include <X11/keysym.h>
 #include <array>
-#include <cstdlib>
 #include <memory>
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
@@ -14,12 +15,6 @@
 
 namespace zemvar::app::platform {
 namespace {
-
-struct FreeDeleter {
-    void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T>
-using XcbReply = std::unique_ptr<T, FreeDeleter>;
 
 struct KeySymbolsDeleter {
     void operator()(xcb_key_symbols_t* symbols) const { xcb_key_symbols_free(symbols); }
