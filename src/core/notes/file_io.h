@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -72,5 +73,10 @@ std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
 /// std::system_error naming `target`, never the temporary name; after a failure `target` is
 /// untouched and the temporary file is removed.
 void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
+
+/// writeFileAtomically for bytes given in pieces, written in order without first being copied
+/// into one buffer (a large library's index is thousands of pieces).
+void writeFileAtomically(const std::filesystem::path& target,
+                         std::span<const std::string_view> pieces);
 
 } // namespace zemvar::core

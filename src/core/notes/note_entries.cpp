@@ -65,16 +65,16 @@ std::vector<const Entry*> NoteEntries::inDisplayOrder() const {
     return result;
 }
 
-std::string NoteEntries::encodedIndex() const {
-    std::vector<const std::string*> texts;
-    texts.reserve(m_slots.size());
+std::span<const std::string_view> NoteEntries::indexPieces() const {
+    m_texts.clear();
     for (const Slot& slot : m_slots) {
         if (slot.json.empty()) {
             slot.json = NoteIndex::encodeEntry(slot.entry);
         }
-        texts.push_back(&slot.json);
+        m_texts.push_back(&slot.json);
     }
-    return NoteIndex::assemble(texts);
+    NoteIndex::pieces(m_texts, m_pieces, m_tail);
+    return m_pieces;
 }
 
 void NoteEntries::reorder() {

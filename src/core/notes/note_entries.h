@@ -5,7 +5,9 @@
 #include "core/notes/note_index.h"
 
 #include <cstdint>
+#include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -40,8 +42,9 @@ public:
 
     /// Entries in display order: pinned first, then by order, then by ID.
     std::vector<const NoteIndex::Entry*> inDisplayOrder() const;
-    /// The text of index.json for these entries.
-    std::string encodedIndex() const;
+    /// The text of index.json for these entries, in pieces to be written in order; valid
+    /// until the next call or change.
+    std::span<const std::string_view> indexPieces() const;
 
 private:
     struct Slot {
@@ -53,6 +56,9 @@ private:
 
     std::vector<Slot> m_slots;
     std::unordered_map<Uuid, std::size_t> m_positions;
+    mutable std::vector<const std::string*> m_texts; ///< storage kept between saves
+    mutable std::vector<std::string_view> m_pieces;  ///< storage kept between saves
+    mutable std::string m_tail;
 };
 
 } // namespace zemvar::core::detail

@@ -170,35 +170,35 @@ void writeEntry(Writer& out, const NoteIndex::Entry& entry) {
     out.put("\"\n    }");
 }
 
-// Writes the index around `count` entries, each written by writeElement(writer, i) in at most
-// `elementSize(i)` bytes.
-template <typename ElementSize, typename WriteElement>
-std::string writeIndex(std::size_t count, std::int64_t version, ElementSize elementSize,
-                       WriteElement writeElement) {
-    std::size_t capacity = 64;
-    for (std::size_t i = 0; i < count; ++i) {
-        capacity += elementSize(i) + 2;
-    }
-    std::string text(capacity, '\0');
-    Writer out(text.data());
-    out.put(count == 0 ? "{\n  \"notes\": [],\n" : "{\n  \"notes\": [\n");
-    for (std::size_t i = 0; i < count; ++i) {
-        writeElement(out, i);
-        out.put(i + 1 < count ? ",\n" : "\n  ],\n");
-    }
-    out.put("  \"version\": ");
-    out.putInteger(version);
-    out.put("\n}");
-    text.resize(static_cast<std::size_t>(out.position() - text.data()));
-    return text;
+// The fixed text around and between the entries.
+constexpr std::string_view emptyHead = "{\n  \"notes\": [],\n";
+constexpr std::string_view head = "{\n  \"notes\": [\n";
+constexpr std::string_view between = ",\n";
+constexpr std::string_view end = "\n  ],\n";
+
+// The text after the "notes" array: the version and the closing brace.
+std::string tailText(std::int64_t version) {
+    char digits[20];
+    char* last = std::to_chars(digits, digits + sizeof digits, version).ptr;
+    return "  \"version\": " + std::string(digits, static_cast<std::size_t>(last - digits)) + "\n}";
 }
 
 } // namespace
 
 std::string NoteIndex::encode(std::span<const Entry> notes, std::int64_t version) {
-    return writeIndex(
-        notes.size(), version, [](std::size_t) { return longestEntry; },
-        [&](Writer& out, std::size_t i) { writeEntry(out, notes[i]); });
+    const std::string tail = tailText(version);
+    std::string text(head.size() + notes.size() * (longestEntry + between.size()) + end.size() +
+                         tail.size(),
+                     '\0');
+    Writer out(text.data());
+    out.put(notes.empty() ? emptyHead : head);
+    for (std::size_t i = 0; i < notes.size(); ++i) {
+        writeEntry(out, notes[i]);
+        out.put(i + 1 < notes.size() ? between : end);
+    }
+    out.put(tail);
+    text.resize(static_cast<std::size_t>(out.position() - text.data()));
+    return text;
 }
 
 std::string NoteIndex::encodeEntry(const Entry& entry) {
@@ -209,11 +209,18 @@ std::string NoteIndex::encodeEntry(const Entry& entry) {
     return text;
 }
 
-std::string NoteIndex::assemble(std::span<const std::string* const> encodedEntries,
-                                std::int64_t version) {
-    return writeIndex(
-        encodedEntries.size(), version, [&](std::size_t i) { return encodedEntries[i]->size(); },
-        [&](Writer& out, std::size_t i) { out.put(*encodedEntries[i]); });
+void NoteIndex::pieces(std::span<const std::string* const> encodedEntries,
+                       std::vector<std::string_view>& out, std::string& tail,
+                       std::int64_t version) {
+    tail = tailText(version);
+    out.clear();
+    out.reserve(2 * encodedEntries.size() + 2);
+    out.push_back(encodedEntries.empty() ? emptyHead : head);
+    for (std::size_t i = 0; i < encodedEntries.size(); ++i) {
+        out.push_back(*encodedEntries[i]);
+        out.push_back(i + 1 < encodedEntries.size() ? between : end);
+    }
+    out.push_back(tail);
 }
 
 std::optional<NoteIndex> NoteIndex::decode(std::string_view json) {

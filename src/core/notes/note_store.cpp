@@ -108,16 +108,28 @@ struct NoteFile {
     std::string fileName() const { return name.empty() ? canonicalFileName(id) : name; }
 };
 
-// The "<UUID>.txt" regular files of the open notes folder, sorted by ID. Throws ambiguousNote
-// when two files name the same ID (in different letter case).
-std::vector<NoteFile> listNoteFiles(const FileDescriptor& folder,
-                                    const std::filesystem::path& folderPath) {
+// The "<UUID>.txt" regular files of the open notes folder (about `expected` of them) in
+// listing order, with a lookup by ID. Throws ambiguousNote when two files name the same ID
+// (in different letter case), naming the smallest such ID.
+struct NoteFiles {
+    std::vector<NoteFile> files;
+    std::unordered_map<Uuid, std::size_t> byId; // into `files`
+
+    NoteFile* find(const Uuid& id) {
+        const auto found = byId.find(id);
+        return found == byId.end() ? nullptr : &files[found->second];
+    }
+};
+
+NoteFiles listNoteFiles(const FileDescriptor& folder, const std::filesystem::path& folderPath,
+                        std::size_t expected) {
     // readdir on a duplicate keeps `folder` open for the reads that follow.
     std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(::dup(folder.get())), ::closedir);
     if (!listing) {
         throwFileError(errno, folderPath);
     }
-    std::vector<NoteFile> files;
+    NoteFiles found;
+    found.files.reserve(expected);
     for (;;) {
         errno = 0;
         const dirent* item = ::readdir(listing.get());
@@ -136,22 +148,25 @@ std::vector<NoteFile> listNoteFiles(const FileDescriptor& folder,
             struct stat info {};
             regular = ::fstatat(folder.get(), item->d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
         }
-        if (regular) {
-            const bool canonical = std::none_of(item->d_name, item->d_name + Uuid::stringLength,
-                                                [](char ch) { return ch >= 'a' && ch <= 'f'; });
-            files.push_back(
-                {*id, canonical ? std::string() : std::string(item->d_name), {}, false});
+        if (!regular) {
+            continue;
+        }
+        const bool canonical = std::none_of(item->d_name, item->d_name + Uuid::stringLength,
+                                            [](char ch) { return ch >= 'a' && ch <= 'f'; });
+        found.files.push_back(
+            {*id, canonical ? std::string() : std::string(item->d_name), {}, false});
+    }
+    found.byId.reserve(found.files.size());
+    std::optional<Uuid> twin;
+    for (std::size_t i = 0; i < found.files.size(); ++i) {
+        if (!found.byId.emplace(found.files[i].id, i).second) {
+            twin = twin ? std::min(*twin, found.files[i].id) : found.files[i].id;
         }
     }
-    std::sort(files.begin(), files.end(),
-              [](const NoteFile& a, const NoteFile& b) { return a.id < b.id; });
-    const auto twin =
-        std::adjacent_find(files.begin(), files.end(),
-                           [](const NoteFile& a, const NoteFile& b) { return a.id == b.id; });
-    if (twin != files.end()) {
-        throw NoteStoreError(NoteStoreError::Case::ambiguousNote, twin->id);
+    if (twin) {
+        throw NoteStoreError(NoteStoreError::Case::ambiguousNote, *twin);
     }
-    return files;
+    return found;
 }
 
 } // namespace
@@ -220,7 +235,7 @@ NoteIndex NoteStore::readIndexOrRecover() {
 }
 
 void NoteStore::writeIndex(const detail::NoteEntries& entries) const {
-    writeFileAtomically(m_root / indexFileName, entries.encodedIndex());
+    writeFileAtomically(m_root / indexFileName, entries.indexPieces());
 }
 
 NoteIndex::Entry NoteStore::writeFirstNote(Date time) const {
@@ -252,24 +267,23 @@ const std::vector<NoteDocument>& NoteStore::load() {
     if (!folder && !(errno == ENOENT && !writable)) {
         throwFileError(errno, notesFolder);
     }
-    std::vector<NoteFile> files =
-        folder ? listNoteFiles(folder, notesFolder) : std::vector<NoteFile>();
+    NoteFiles found = folder ? listNoteFiles(folder, notesFolder, index.notes.size()) : NoteFiles();
+    std::vector<NoteFile>& files = found.files;
 
-    // Index entries, a repeated ID keeping its first entry.
-    bool changed = false;
+    // Index entries with a file, a repeated ID keeping its first entry; entries whose file is
+    // gone are dropped.
     std::vector<Entry> indexed;
     indexed.reserve(index.notes.size());
-    std::unordered_map<Uuid, std::size_t> positions; // into `indexed`
-    positions.reserve(index.notes.size());
     for (const Entry& entry : index.notes) {
-        if (positions.emplace(entry.id, indexed.size()).second) {
+        NoteFile* file = found.find(entry.id);
+        if (file != nullptr && !file->indexed) {
+            file->indexed = true;
             indexed.push_back(entry);
         }
     }
-    changed = changed || indexed.size() != index.notes.size();
+    bool changed = indexed.size() != index.notes.size();
 
     std::unordered_map<Uuid, std::filesystem::path> fileURLs;
-    std::vector<bool> hasFile(indexed.size(), false);
     for (NoteFile& file : files) {
         file.text = readNoteText(file.id, [&] {
             return readRegularFileAt(folder, notesFolder, file.fileName(), maximumNoteBytes);
@@ -277,22 +291,7 @@ const std::vector<NoteDocument>& NoteStore::load() {
         if (!file.name.empty()) {
             fileURLs.emplace(file.id, notesFolder / file.name); // see noteURL
         }
-        if (const auto found = positions.find(file.id); found != positions.end()) {
-            hasFile[found->second] = true;
-            file.indexed = true;
-        }
     }
-
-    // Entries whose file is gone are dropped.
-    const std::size_t indexedCount = indexed.size();
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < indexedCount; ++i) {
-        if (hasFile[i]) {
-            indexed[kept++] = indexed[i];
-        }
-    }
-    indexed.resize(kept);
-    changed = changed || kept != indexedCount;
 
     // Files without metadata are adopted as calculation notes after all others, in file-name
     // order.
@@ -327,11 +326,9 @@ const std::vector<NoteDocument>& NoteStore::load() {
     std::vector<NoteDocument> notes;
     notes.reserve(entries.size());
     for (const Entry* entry : entries.inDisplayOrder()) {
-        const auto file =
-            std::lower_bound(files.begin(), files.end(), entry->id,
-                             [](const NoteFile& f, const Uuid& id) { return f.id < id; });
-        const bool found = file != files.end() && file->id == entry->id;
-        notes.push_back(documentFor(*entry, found ? std::move(file->text) : std::string()));
+        NoteFile* file = found.find(entry->id);
+        notes.push_back(
+            documentFor(*entry, file != nullptr ? std::move(file->text) : std::string()));
     }
 
     if (changed && writable) {

@@ -157,14 +157,25 @@ TEST(NoteIndexTest, EncodesPrettyPrintedWithSortedKeysLikeAJsonLibrary) {
     EXPECT_EQ(encoded, nlohmann::json::parse(encoded).dump(2));
     EXPECT_EQ(NoteIndex::decode(encoded), index);
 
-    // Entries encoded one by one and assembled give the same text.
+    // Entries encoded one by one and written in pieces give the same text.
+    const auto joined = [](std::span<const std::string* const> entries, std::int64_t version) {
+        std::vector<std::string_view> pieces;
+        std::string tail;
+        NoteIndex::pieces(entries, pieces, tail, version);
+        std::string text;
+        for (const std::string_view piece : pieces) {
+            text += piece;
+        }
+        return text;
+    };
     const std::string first = NoteIndex::encodeEntry(index.notes[0]);
     const std::string second = NoteIndex::encodeEntry(index.notes[1]);
-    const std::string* pieces[] = {&first, &second};
-    EXPECT_EQ(NoteIndex::assemble(pieces), encoded);
+    const std::string* entries[] = {&first, &second};
+    EXPECT_EQ(joined(entries, 1), encoded);
+    EXPECT_EQ(joined({}, -9223372036854775807 - 1),
+              NoteIndex::encode({}, -9223372036854775807 - 1));
 
     const std::string empty = NoteIndex{}.encode();
-    EXPECT_EQ(NoteIndex::assemble({}), empty);
     EXPECT_EQ(empty, "{\n  \"notes\": [],\n  \"version\": 1\n}");
     EXPECT_EQ(empty, nlohmann::json::parse(empty).dump(2));
 }

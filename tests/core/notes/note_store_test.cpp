@@ -456,6 +456,22 @@ TEST_F(NoteStoreTest, SavingOverAFileChangedOutsideLeavesItAlone) {
     EXPECT_EQ(readFile(file), "");
 }
 
+TEST_F(NoteStoreTest, ALargeLibraryWritesItsWholeIndex) {
+    // More index pieces than one writev call takes.
+    for (int i = 0; i < 700; ++i) {
+        writeFile(notePath(Uuid::random()), std::to_string(i));
+    }
+    NoteStore store(library);
+    NoteDocument note = store.load()[350];
+    note.text = "edited";
+    store.save(note);
+    const std::string written = readFileBytes(indexPath());
+    const auto index = NoteIndex::decode(written);
+    ASSERT_TRUE(index);
+    EXPECT_EQ(index->notes.size(), 700u);
+    EXPECT_EQ(NoteIndex::encode(index->notes), written);
+}
+
 TEST_F(NoteStoreTest, CreateAfterAnAnchorShiftsTheNotesBelowIt) {
     std::vector<std::string> entries;
     const Uuid notes[] = {idA, idB, idC};
