@@ -14,7 +14,9 @@
 #include "app_test_support.h"
 #include "core/notes/note_store.h"
 
+#include <cerrno>
 #include <memory>
+#include <system_error>
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -424,7 +426,9 @@ private Q_SLOTS:
 
         controller().finishExport(m_sandbox->path(QStringLiteral("missing/copy.txt")));
         QVERIFY(model().bannerMessage().startsWith(QStringLiteral("Could not export this note: ")));
-        QVERIFY(model().bannerMessage().contains(QStringLiteral("No such file or directory")));
+        // The operating system's own message, in the language of the session.
+        QVERIFY(model().bannerMessage().contains(
+            QString::fromStdString(std::generic_category().message(ENOENT))));
     }
 
     void theToolbarShowsTheStateOfThePanel() {
