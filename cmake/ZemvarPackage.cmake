@@ -25,9 +25,9 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # Depends is computed from the programs' shared libraries by dpkg-shlibdeps.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Qt opens its platform plugin at run time, where dpkg-shlibdeps cannot see it. The X11 one
-# comes with libqt6gui6, which the programs link. Native Wayland sessions need qt6-wayland:
-# list it here (Recommends) once the app supports them; until then such sessions run it
-# through XWayland.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "")
+# comes with libqt6gui6, which the programs link; the Wayland one is qt6-wayland, without
+# which a Wayland session runs the app through XWayland, where its global shortcut only fires
+# while one of its own windows has focus.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-wayland")
 
 include(CPack)
