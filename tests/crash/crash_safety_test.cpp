@@ -132,6 +132,14 @@ private:
     Clock::time_point m_started = Clock::now();
 };
 
+// A writer's command line: `command`, then the number of saves to make when there is one.
+std::vector<std::string> withSaves(std::vector<std::string> command, std::optional<int> saves) {
+    if (saves) {
+        command.push_back(std::to_string(*saves));
+    }
+    return command;
+}
+
 int environmentNumber(const char* name, int fallback) {
     const char* value = std::getenv(name);
     return value == nullptr || *value == '\0' ? fallback : std::atoi(value);
@@ -365,12 +373,9 @@ TEST(CrashSafetyTest, KilledTypingThroughTheModelLeavesTheLibraryWhole) {
     const std::string settings = (library.scratch() / "settings.ini").string();
     const std::filesystem::path errors = library.scratch() / "errors";
     const auto startTyping = [&](std::optional<int> saves) {
-        std::vector<std::string> command{ZEMVAR_MODEL_WRITER_PATH, library.folder().string(),
-                                         settings};
-        if (saves) {
-            command.push_back(std::to_string(*saves));
-        }
-        return Writer(command, "/dev/null", errors);
+        return Writer(
+            withSaves({ZEMVAR_MODEL_WRITER_PATH, library.folder().string(), settings}, saves),
+            "/dev/null", errors);
     };
     ASSERT_NO_FATAL_FAILURE(run.calibrate(startTyping(10)));
     ASSERT_NO_FATAL_FAILURE(library.check(run, std::nullopt, anyLater));
@@ -397,11 +402,8 @@ TEST(CrashSafetyTest, KilledDocumentSavesLeaveTheDocumentWhole) {
     }
     const std::filesystem::path errors = folder / "errors";
     const auto startSaving = [&](int slot, std::optional<int> saves) {
-        std::vector<std::string> command{ZEMVAR_DOCUMENT_WRITER_PATH, documents[slot].string()};
-        if (saves) {
-            command.push_back(std::to_string(*saves));
-        }
-        return Writer(command, "/dev/null", errors);
+        return Writer(withSaves({ZEMVAR_DOCUMENT_WRITER_PATH, documents[slot].string()}, saves),
+                      "/dev/null", errors);
     };
     int temporaries = 0;
     const auto check = [&](int slot) {
