@@ -32,7 +32,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <limits>
-#include <map>
 #include <optional>
 #include <random>
 #include <signal.h>
