@@ -71,7 +71,10 @@ std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
 /// replaced, never written through: a link standing there is replaced by the new file. An
 /// existing regular target's permission bits are given to the new file. Failures are
 /// std::system_error naming `target`, never the temporary name; after a failure `target` is
-/// untouched and the temporary file is removed.
+/// untouched and the temporary file is removed. A program killed before the rename leaves its
+/// temporary file behind; nothing reads it (the store only reads "<ID>.txt" and "index.json")
+/// and nothing removes it but the user, as any file of another name beside a target may be
+/// theirs.
 void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
 
 /// writeFileAtomically for bytes given in pieces, written in order without first being copied
