@@ -149,6 +149,7 @@ QWidget* NotesExternalFileView::buildHeader() {
     // Elided to the width it gets, never widening the window.
     m_path->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     m_path->setForegroundRole(QPalette::PlaceholderText);
+    m_path->installEventFilter(this);
     names->addWidget(m_name);
     names->addWidget(m_path);
     row->addLayout(names, 1);
@@ -305,6 +306,10 @@ void NotesExternalFileView::refreshTitle() {
     setWindowTitle(m_document.fileName() + QStringLiteral("[*] \u2014 Zemvar Notes"));
     m_name->setText(m_document.fileName());
     m_path->setToolTip(m_document.path());
+    elidePath();
+}
+
+void NotesExternalFileView::elidePath() {
     m_path->setText(
         m_path->fontMetrics().elidedText(m_document.path(), Qt::ElideMiddle, m_path->width()));
 }
@@ -447,9 +452,11 @@ void NotesExternalFileView::dropEvent(QDropEvent* event) {
     }
 }
 
-void NotesExternalFileView::resizeEvent(QResizeEvent* event) {
-    QWidget::resizeEvent(event);
-    refreshTitle(); // the path is elided to the new width
+bool NotesExternalFileView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_path && event->type() == QEvent::Resize) {
+        elidePath();
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 } // namespace zemvar::app

@@ -69,13 +69,15 @@ protected:
     void closeEvent(QCloseEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     QWidget* buildHeader();
     QWidget* buildMessageBar();
     QWidget* buildBottomBar();
     void refreshTitle();
+    /// Fits the path into the width its label has now.
+    void elidePath();
     void refreshStatus();
     void refreshMessage();
     void refreshBody();
