@@ -13,8 +13,18 @@ namespace zemvar::testing {
 
 AppSandbox::AppSandbox()
     : m_settings(std::make_unique<QSettings>(m_folder.filePath(QStringLiteral("settings.ini")),
-                                             QSettings::IniFormat)) {
+                                             QSettings::IniFormat))
+    , m_previousDataHome(qgetenv("XDG_DATA_HOME")) {
     QVERIFY2(m_folder.isValid(), "cannot create a temporary folder");
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("data"))));
+}
+
+AppSandbox::~AppSandbox() {
+    if (m_previousDataHome.isNull()) {
+        qunsetenv("XDG_DATA_HOME");
+    } else {
+        qputenv("XDG_DATA_HOME", m_previousDataHome);
+    }
 }
 
 QString AppSandbox::path(const QString& relative) const {
