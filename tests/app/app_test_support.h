@@ -36,7 +36,6 @@ public:
 private:
     QTemporaryDir m_folder;
     std::unique_ptr<QSettings> m_settings;
-    QByteArray m_previousDataHome;
 };
 
 } // namespace zemvar::testing

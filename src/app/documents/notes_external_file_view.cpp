@@ -402,6 +402,11 @@ void NotesExternalFileView::showInFileManager() {
     });
 }
 
+void NotesExternalFileView::closeDiscardingEdits() {
+    m_mayClose = true;
+    close();
+}
+
 void NotesExternalFileView::askBeforeClosing() {
     auto* box = new QMessageBox(
         QMessageBox::Warning, QStringLiteral("Close"),
@@ -420,8 +425,7 @@ void NotesExternalFileView::askBeforeClosing() {
         // A failed save keeps the window, with the reason in its message bar.
         if (box->clickedButton() == discard ||
             (box->clickedButton() == save && m_document.save())) {
-            m_mayClose = true;
-            close();
+            closeDiscardingEdits();
         }
     });
     box->open();

@@ -56,6 +56,8 @@ public:
     void saveAs();
     /// Shows the file in the desktop's file manager (its folder where none answers).
     void showInFileManager();
+    /// Closes the window without asking, dropping unsaved edits (the user chose so).
+    void closeDiscardingEdits();
 
 Q_SIGNALS:
     /// Files were dropped on the window: at most 20, local files only.

@@ -208,6 +208,12 @@ bool NotesFileOpener::reviewUnsavedDocuments() {
     box.exec();
     m_review = nullptr;
     if (box.clickedButton() == discard) {
+        // Closed now, as closing them on the way out would ask again.
+        for (const QPointer<NotesExternalDocument>& document : std::as_const(edited)) {
+            if (NotesExternalFileView* view = viewOf(document)) {
+                view->closeDiscardingEdits();
+            }
+        }
         return true;
     }
     if (box.clickedButton() != saveAll) {

@@ -63,7 +63,8 @@ public:
 
     /// Asks, once for all, what to do with the windows that have unsaved edits before the
     /// program quits: "Save All", "Discard" or "Cancel". Returns whether the program may quit:
-    /// true when nothing is edited, after Discard, and after Save All when every save worked.
+    /// true when nothing is edited, after Discard (which closes those windows at once, edits
+    /// dropped), and after Save All when every save worked.
     /// A failed save brings its window forward with the reason. Waits for the answer (runs a
     /// nested event loop); while the question is open, further calls bring it forward and
     /// return false.
