@@ -21,10 +21,10 @@
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
-#include <QTimer>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 using namespace zemvar::app;
 using zemvar::testing::AppSandbox;
@@ -166,7 +166,10 @@ private Q_SLOTS:
         AppSandbox::writeFile(second, "2");
         delegate().handle({NotesRequest::Action::openFiles, {first, second}});
         QCOMPARE(delegate().fileOpener()->documents().size(), 2);
-        QVERIFY(delegate().fileOpener()->viewOf(delegate().fileOpener()->documents().at(1))->isVisible());
+        QVERIFY(delegate()
+                    .fileOpener()
+                    ->viewOf(delegate().fileOpener()->documents().at(1))
+                    ->isVisible());
         QCOMPARE(titles(recentMenu()),
                  (QStringList{QStringLiteral("second.md"), QStringLiteral("first.txt")}));
         QVERIFY(QFile::remove(second));
@@ -190,8 +193,8 @@ private Q_SLOTS:
                                  << QByteArray("draft");
         QTest::newRow("Cancel") << true << QStringLiteral("Cancel") << false << false
                                 << QByteArray("draft");
-        QTest::newRow("Save All fails") << false << QStringLiteral("Save All") << true << false
-                                        << QByteArray("theirs");
+        QTest::newRow("Save All fails")
+            << false << QStringLiteral("Save All") << true << false << QByteArray("theirs");
     }
     void quittingAsksAboutUnsavedFiles() {
         QFETCH(bool, bySignal);
@@ -215,13 +218,14 @@ private Q_SLOTS:
         answerQuitReview(answer);
         if (bySignal) {
             QTimer::singleShot(0, [] {
-                QCOMPARE(QProcess::execute(
-                             QStringLiteral("kill"),
-                             {QStringLiteral("-TERM"), QString::number(QCoreApplication::applicationPid())}),
+                QCOMPARE(QProcess::execute(QStringLiteral("kill"),
+                                           {QStringLiteral("-TERM"),
+                                            QString::number(QCoreApplication::applicationPid())}),
                          0);
             });
         } else {
-            QTimer::singleShot(0, [this] { delegate().trayMenu()->actions().constLast()->trigger(); });
+            QTimer::singleShot(0,
+                               [this] { delegate().trayMenu()->actions().constLast()->trigger(); });
         }
         QCOMPARE(quitsWithin(1500), quits);
         QVERIFY(m_answered);

@@ -80,7 +80,9 @@ private:
     std::unique_ptr<NotesFileOpener> m_opener;
 
     NotesFileOpener& opener() { return *m_opener; }
-    QString file(const QString& name) const { return m_sandbox->path(QStringLiteral("files/") + name); }
+    QString file(const QString& name) const {
+        return m_sandbox->path(QStringLiteral("files/") + name);
+    }
 
     // Opens `path` and returns its window.
     NotesExternalFileView* open(const QString& path) {
@@ -122,8 +124,9 @@ private:
 private Q_SLOTS:
     void init() {
         m_sandbox = std::make_unique<AppSandbox>();
-        m_opener = std::make_unique<NotesFileOpener>(m_sandbox->settings(), m_sandbox->library(),
-                                                     m_sandbox->path(QStringLiteral("recent.xbel")));
+        m_opener =
+            std::make_unique<NotesFileOpener>(m_sandbox->settings(), m_sandbox->library(),
+                                              m_sandbox->path(QStringLiteral("recent.xbel")));
         QDir().mkpath(m_sandbox->library());
         QDir().mkpath(file(QString()));
     }
@@ -139,11 +142,10 @@ private Q_SLOTS:
         QTest::newRow("UTF-8") << QByteArray("a\nb") << QByteArray("a\nb!\nz");
         QTest::newRow("UTF-8 with mark")
             << QByteArray("\xEF\xBB\xBF\xC3\xA9\nb") << QByteArray("\xEF\xBB\xBF\xC3\xA9\nb!\nz");
-        QTest::newRow("UTF-16 LE, CR LF")
-            << utf16(QStringLiteral("\u00e9\r\nb"), false)
-            << utf16(QStringLiteral("\u00e9\r\nb!\r\nz"), false);
-        QTest::newRow("UTF-16 BE") << utf16(QStringLiteral("a\nb"), true)
-                                   << utf16(QStringLiteral("a\nb!\nz"), true);
+        QTest::newRow("UTF-16 LE, CR LF") << utf16(QStringLiteral("\u00e9\r\nb"), false)
+                                          << utf16(QStringLiteral("\u00e9\r\nb!\r\nz"), false);
+        QTest::newRow("UTF-16 BE")
+            << utf16(QStringLiteral("a\nb"), true) << utf16(QStringLiteral("a\nb!\nz"), true);
         QTest::newRow("CR LF") << QByteArray("a\r\nb\r\n") << QByteArray("a\r\nb\r\n!\r\nz");
         QTest::newRow("CR") << QByteArray("a\rb") << QByteArray("a\rb!\rz");
     }
@@ -235,36 +237,39 @@ private Q_SLOTS:
     void eachFileThatCannotBeOpenedGetsItsOwnAlert() {
         const QString inside = m_sandbox->library() + QStringLiteral("/notes/A.txt");
         AppSandbox::writeFile(inside, "a note");
-        QVERIFY(QFile::link(m_sandbox->library() + QStringLiteral("/notes"), file(QStringLiteral("link"))));
+        QVERIFY(QFile::link(m_sandbox->library() + QStringLiteral("/notes"),
+                            file(QStringLiteral("link"))));
         AppSandbox::writeFile(file(QStringLiteral("binary.txt")), QByteArray("a\0b", 3));
         QDir().mkpath(file(QStringLiteral("folder.txt")));
         const QString sibling = m_sandbox->library() + QStringLiteral(" 2/plan.txt");
         AppSandbox::writeFile(sibling, "beside the library");
         QSignalSpy failures(&opener(), &NotesFileOpener::fileOpenFailed);
 
-        opener().open({inside, file(QStringLiteral("link/A.txt")), file(QStringLiteral("binary.txt")),
-                       file(QStringLiteral("folder.txt")), file(QStringLiteral("gone.txt")),
-                       sibling});
+        opener().open({inside, file(QStringLiteral("link/A.txt")),
+                       file(QStringLiteral("binary.txt")), file(QStringLiteral("folder.txt")),
+                       file(QStringLiteral("gone.txt")), sibling});
         const QString library = QStringLiteral("Open this note from the Notes library instead.");
-        QCOMPARE(openErrors(),
-                 (QStringList{
-                     QStringLiteral("Could not open A.txt | ") + library,
-                     QStringLiteral("Could not open A.txt | ") + library,
-                     QStringLiteral("Could not open binary.txt | This looks like a binary file. "
-                                    "Open a text or source-code file instead."),
-                     QStringLiteral("Could not open folder.txt | Choose a regular text file, not a "
-                                    "folder or device."),
-                     QStringLiteral("Could not open gone.txt | ") + file(QStringLiteral("gone.txt")) +
-                         QStringLiteral(": No such file or directory"),
-                 })); // sorted
+        QCOMPARE(
+            openErrors(),
+            (QStringList{
+                QStringLiteral("Could not open A.txt | ") + library,
+                QStringLiteral("Could not open A.txt | ") + library,
+                QStringLiteral("Could not open binary.txt | This looks like a binary file. "
+                               "Open a text or source-code file instead."),
+                QStringLiteral("Could not open folder.txt | Choose a regular text file, not a "
+                               "folder or device."),
+                QStringLiteral("Could not open gone.txt | ") + file(QStringLiteral("gone.txt")) +
+                    QStringLiteral(": No such file or directory"),
+            })); // sorted
         QCOMPARE(failures.count(), 5);
         QCOMPARE(opener().documents().size(), 1); // the sibling folder is not the library
 
         // Nor may anything be saved into the library.
         NotesExternalDocument& document = *opener().documents().constFirst();
         QVERIFY(!document.saveAs(m_sandbox->library() + QStringLiteral("/plan.txt")));
-        QCOMPARE(document.message(), QStringLiteral("Save outside the Notes library. Use Create "
-                                                    "Copy as Note to add this file to your notes."));
+        QCOMPARE(document.message(),
+                 QStringLiteral("Save outside the Notes library. Use Create "
+                                "Copy as Note to add this file to your notes."));
         QVERIFY(!QFile::exists(m_sandbox->library() + QStringLiteral("/plan.txt")));
     }
 
@@ -343,7 +348,9 @@ private Q_SLOTS:
         QCOMPARE(AppSandbox::readFile(path), QByteArray("print(1)\n"));
         QVERIFY(document.isEdited());
 
-        opener().createCopy = [](const zemvar::core::NoteDocument&) { return false; };
+        opener().createCopy = [](const zemvar::core::NoteDocument&) {
+            return false;
+        };
         document.copyAsNote();
         QCOMPARE(document.message(),
                  QStringLiteral("The copy could not be saved. Your file and edits remain open."));

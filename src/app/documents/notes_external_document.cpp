@@ -41,7 +41,8 @@ NotesExternalDocument::NotesExternalDocument(const QString& path, QString librar
     m_language = presentation.language;
     m_confirmationTimer.setSingleShot(true);
     m_confirmationTimer.setInterval(confirmationMilliseconds);
-    connect(&m_confirmationTimer, &QTimer::timeout, this, &NotesExternalDocument::clearSaveConfirmation);
+    connect(&m_confirmationTimer, &QTimer::timeout, this,
+            &NotesExternalDocument::clearSaveConfirmation);
 }
 
 QString NotesExternalDocument::fileName() const {
@@ -155,8 +156,8 @@ void NotesExternalDocument::copyAsNote() {
     note.codeLanguage = m_language;
     if (createCopy && createCopy(note)) {
         Q_EMIT noteImported();
-        setMessage(QStringLiteral(
-            "Copy created in your Notes library. The original file is unchanged."));
+        setMessage(
+            QStringLiteral("Copy created in your Notes library. The original file is unchanged."));
     } else {
         Q_EMIT noteImportFailed();
         setMessage(QStringLiteral("The copy could not be saved. Your file and edits remain open."));

@@ -350,9 +350,9 @@ void NotesExternalFileView::reloadFromDisk() {
         m_document.reloadFromDisk();
         return;
     }
-    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Reload"),
-                                QStringLiteral("Reload the original file?"), QMessageBox::NoButton,
-                                this);
+    auto* box =
+        new QMessageBox(QMessageBox::Warning, QStringLiteral("Reload"),
+                        QStringLiteral("Reload the original file?"), QMessageBox::NoButton, this);
     box->setObjectName(QStringLiteral("reload-question"));
     box->setInformativeText(QStringLiteral("Your unsaved edits in this window will be discarded. "
                                            "You can use Save As to keep a separate copy first."));
@@ -385,7 +385,8 @@ void NotesExternalFileView::showInFileManager() {
     const QUrl folder = QUrl::fromLocalFile(QFileInfo(m_document.path()).absolutePath());
     // The freedesktop file-manager interface selects the file; without one the folder opens.
     QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"),
+        QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << QStringList{file.toString()} << QString();
     QDBusConnection bus = QDBusConnection::sessionBus();
@@ -394,12 +395,13 @@ void NotesExternalFileView::showInFileManager() {
         return;
     }
     auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [folder](QDBusPendingCallWatcher* done) {
-        if (done->isError()) {
-            QDesktopServices::openUrl(folder);
-        }
-        done->deleteLater();
-    });
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [folder](QDBusPendingCallWatcher* done) {
+                if (done->isError()) {
+                    QDesktopServices::openUrl(folder);
+                }
+                done->deleteLater();
+            });
 }
 
 void NotesExternalFileView::closeDiscardingEdits() {
@@ -408,16 +410,15 @@ void NotesExternalFileView::closeDiscardingEdits() {
 }
 
 void NotesExternalFileView::askBeforeClosing() {
-    auto* box = new QMessageBox(
-        QMessageBox::Warning, QStringLiteral("Close"),
-        QStringLiteral("Save the changes to \u201c") + m_document.fileName() +
-            QStringLiteral("\u201d before closing?"),
-        QMessageBox::NoButton, this);
+    auto* box =
+        new QMessageBox(QMessageBox::Warning, QStringLiteral("Close"),
+                        QStringLiteral("Save the changes to \u201c") + m_document.fileName() +
+                            QStringLiteral("\u201d before closing?"),
+                        QMessageBox::NoButton, this);
     box->setObjectName(QStringLiteral("close-question"));
     box->setInformativeText(QStringLiteral("Your edits are lost if you close without saving."));
     QPushButton* save = box->addButton(QStringLiteral("Save"), QMessageBox::AcceptRole);
-    QPushButton* discard =
-        box->addButton(QStringLiteral("Discard"), QMessageBox::DestructiveRole);
+    QPushButton* discard = box->addButton(QStringLiteral("Discard"), QMessageBox::DestructiveRole);
     box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
     box->setDefaultButton(save);
     box->setAttribute(Qt::WA_DeleteOnClose);

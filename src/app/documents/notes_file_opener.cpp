@@ -26,8 +26,8 @@ struct NotesFileOpener::OpenFile {
     std::unique_ptr<NotesExternalFileView> view;
 };
 
-NotesFileOpener::NotesFileOpener(QSettings& settings, QString libraryRoot,
-                                 QString recentlyUsedFile, QObject* parent)
+NotesFileOpener::NotesFileOpener(QSettings& settings, QString libraryRoot, QString recentlyUsedFile,
+                                 QObject* parent)
     : QObject(parent)
     , m_settings(settings)
     , m_libraryRoot(std::move(libraryRoot))
@@ -44,8 +44,8 @@ void NotesFileOpener::chooseFile() {
         m_dialog->activateWindow();
         return;
     }
-    auto* dialog = new QFileDialog(nullptr, QStringLiteral("Open Text or Code File"),
-                                   QDir::homePath());
+    auto* dialog =
+        new QFileDialog(nullptr, QStringLiteral("Open Text or Code File"), QDir::homePath());
     dialog->setObjectName(QStringLiteral("open-dialog"));
     dialog->setAcceptMode(QFileDialog::AcceptOpen);
     dialog->setFileMode(QFileDialog::ExistingFiles);
@@ -118,8 +118,7 @@ void NotesFileOpener::openOne(const QString& given) {
         connect(view, &NotesExternalFileView::filesDropped, this, &NotesFileOpener::openUrls);
         connect(view, &NotesExternalFileView::openFileRequested, this,
                 &NotesFileOpener::chooseFile);
-        connect(view, &NotesExternalFileView::quitRequested, this,
-                &NotesFileOpener::quitRequested);
+        connect(view, &NotesExternalFileView::quitRequested, this, &NotesFileOpener::quitRequested);
         connect(view, &NotesExternalFileView::closed, this, [this, view] { closeFile(view); });
         m_files.push_back(std::move(file));
         m_recent.add(path);

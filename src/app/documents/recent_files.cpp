@@ -66,7 +66,8 @@ void RecentFiles::add(const QString& path) {
     if (!m_recentlyUsedFile.isEmpty()) {
         if (const auto problem =
                 addToRecentlyUsed(m_recentlyUsedFile, path, QDateTime::currentDateTimeUtc())) {
-            qWarning("The desktop's list of recent files was not updated: %s", qPrintable(*problem));
+            qWarning("The desktop's list of recent files was not updated: %s",
+                     qPrintable(*problem));
         }
     }
 }
@@ -116,9 +117,10 @@ std::optional<QString> addToRecentlyUsed(const QString& xbelFile, const QString&
     }
     bookmark.setAttribute(QStringLiteral("modified"), stamp);
     bookmark.setAttribute(QStringLiteral("visited"), stamp);
-    QDomElement metadata = childElement(
-        document, childElement(document, bookmark, QStringLiteral("info")),
-        QStringLiteral("metadata"), QStringLiteral("owner"), QStringLiteral("http://freedesktop.org"));
+    QDomElement metadata =
+        childElement(document, childElement(document, bookmark, QStringLiteral("info")),
+                     QStringLiteral("metadata"), QStringLiteral("owner"),
+                     QStringLiteral("http://freedesktop.org"));
     QDomElement mime = childElement(document, metadata, QStringLiteral("mime:mime-type"));
     if (!mime.hasAttribute(QStringLiteral("type"))) {
         mime.setAttribute(QStringLiteral("type"), QMimeDatabase().mimeTypeForFile(path).name());
@@ -128,14 +130,15 @@ std::optional<QString> addToRecentlyUsed(const QString& xbelFile, const QString&
         QStringLiteral("bookmark:application"), QStringLiteral("name"), applicationName);
     application.setAttribute(QStringLiteral("exec"), QStringLiteral("'zemvar-notes %u'"));
     application.setAttribute(QStringLiteral("modified"), stamp);
-    application.setAttribute(
-        QStringLiteral("count"), application.attribute(QStringLiteral("count")).toInt() + 1);
+    application.setAttribute(QStringLiteral("count"),
+                             application.attribute(QStringLiteral("count")).toInt() + 1);
 
     if (!QDir().mkpath(QFileInfo(xbelFile).absolutePath())) {
         return xbelFile + QStringLiteral(": cannot create its folder");
     }
     try {
-        core::writeFileAtomically(toFilesystemPath(xbelFile), document.toByteArray(2).toStdString());
+        core::writeFileAtomically(toFilesystemPath(xbelFile),
+                                  document.toByteArray(2).toStdString());
     } catch (const std::exception& error) {
         return QString::fromUtf8(error.what());
     }

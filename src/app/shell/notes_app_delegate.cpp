@@ -154,7 +154,9 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
             &NotesAppDelegate::requestQuit);
     connect(content, &NotesRootView::settingsChanged, m_fileOpener.get(),
             &NotesFileOpener::applySettings);
-    m_model->requestOpenFile = [opener = m_fileOpener.get()] { opener->chooseFile(); };
+    m_model->requestOpenFile = [opener = m_fileOpener.get()] {
+        opener->chooseFile();
+    };
     m_model->requestOpenURLs = [opener = m_fileOpener.get()](const QList<QUrl>& urls) {
         opener->openUrls(urls);
     };
