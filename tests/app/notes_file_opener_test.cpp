@@ -19,6 +19,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QDomDocument>
 #include <QFile>
 #include <QLabel>
 #include <QMenu>
@@ -356,6 +357,52 @@ private Q_SLOTS:
                  QStringLiteral("The copy could not be saved. Your file and edits remain open."));
         QCOMPARE(imported.count(), 1);
         QCOMPARE(failed.count(), 1);
+    }
+
+    // The desktop's list gains the file, counted per use, and keeps what other programs wrote;
+    // a list that cannot be read is left alone.
+    void theDesktopsRecentListKeepsOtherProgramsEntries() {
+        const QString list = m_sandbox->path(QStringLiteral("recently-used.xbel"));
+        const QString path = file(QStringLiteral("a b.txt"));
+        const QByteArray href = QUrl::fromLocalFile(path).toEncoded();
+        AppSandbox::writeFile(
+            list,
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<xbel version=\"1.0\" "
+            "xmlns:bookmark=\"http://www.freedesktop.org/standards/desktop-bookmarks\" "
+            "xmlns:mime=\"http://www.freedesktop.org/standards/shared-mime-info\">"
+            "<bookmark href=\"file:///other.png\" added=\"2020-01-01T00:00:00Z\"/>"
+            "<bookmark href=\"" +
+                href +
+                "\" added=\"2020-01-01T00:00:00Z\"><info>"
+                "<metadata owner=\"http://freedesktop.org\"><mime:mime-type type=\"text/plain\"/>"
+                "<bookmark:applications><bookmark:application name=\"gedit\" exec=\"'gedit %u'\" "
+                "modified=\"2020-01-01T00:00:00Z\" count=\"3\"/></bookmark:applications>"
+                "</metadata></info></bookmark></xbel>");
+        const QDateTime now =
+            QDateTime::fromString(QStringLiteral("2026-05-01T12:00:00Z"), Qt::ISODate);
+        QCOMPARE(addToRecentlyUsed(list, path, now), std::nullopt);
+        QCOMPARE(addToRecentlyUsed(list, path, now), std::nullopt);
+        QDomDocument written;
+        QVERIFY(written.setContent(AppSandbox::readFile(list)));
+        const QDomNodeList bookmarks = written.elementsByTagName(QStringLiteral("bookmark"));
+        QCOMPARE(bookmarks.size(), 2);
+        const QDomElement ours = bookmarks.at(1).toElement();
+        QCOMPARE(ours.attribute(QStringLiteral("added")), QStringLiteral("2020-01-01T00:00:00Z"));
+        QCOMPARE(ours.attribute(QStringLiteral("visited")),
+                 QStringLiteral("2026-05-01T12:00:00.000Z"));
+        const QDomNodeList applications =
+            ours.elementsByTagName(QStringLiteral("bookmark:application"));
+        QCOMPARE(applications.size(), 2);
+        QCOMPARE(applications.at(0).toElement().attribute(QStringLiteral("count")),
+                 QStringLiteral("3"));
+        QCOMPARE(applications.at(1).toElement().attribute(QStringLiteral("name")),
+                 QStringLiteral("Zemvar Notes"));
+        QCOMPARE(applications.at(1).toElement().attribute(QStringLiteral("count")),
+                 QStringLiteral("2"));
+
+        AppSandbox::writeFile(list, "<xbel><bookmark");
+        QVERIFY(addToRecentlyUsed(list, path, now).has_value());
+        QCOMPARE(AppSandbox::readFile(list), QByteArray("<xbel><bookmark"));
     }
 };
 
