@@ -9,6 +9,7 @@
 #include "app/documents/notes_file_opener.h"
 #include "app/documents/recent_files.h"
 #include "app/editor/note_editor_view.h"
+#include "app/editor/note_markdown_preview.h"
 #include "app/model/notes_model.h"
 #include "app/model/qt_text.h"
 #include "app_test_support.h"
@@ -18,6 +19,7 @@
 #include <sys/stat.h>
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDir>
 #include <QDomDocument>
 #include <QFile>
@@ -28,6 +30,7 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
+#include <QToolButton>
 
 using namespace zemvar::app;
 using zemvar::core::NoteCodeLanguage;
@@ -206,6 +209,12 @@ private Q_SLOTS:
         NotesExternalFileView* view = open(path);
         NotesExternalDocument& document = view->document();
         QSignalSpy failures(&opener(), &NotesFileOpener::fileSaveFailed);
+        // A markdown file offers its preview, no language.
+        QVERIFY(!view->findChild<QComboBox*>(QStringLiteral("language"))->isVisibleTo(view));
+        view->findChild<QToolButton*>(QStringLiteral("preview-show"))->click();
+        QVERIFY(view->preview()->isVisibleTo(view));
+        view->findChild<QToolButton*>(QStringLiteral("preview-edit"))->click();
+        QVERIFY(view->editor()->isVisibleTo(view));
         if (deleted) {
             QVERIFY(QFile::remove(path));
         } else {
@@ -318,7 +327,7 @@ private Q_SLOTS:
         QVERIFY(!document.isEdited());
     }
 
-    void aCopyAsNoteLandsInTheLibraryInTheDocumentsMode() {
+    void aCopyAsNoteLandsInTheLibraryInTheDocumentsModeAndLanguage() {
         zemvar::core::NoteStore store(toFilesystemPath(m_sandbox->library()));
         NotesModel model(store, m_sandbox->settings());
         opener().createCopy = [&model](const zemvar::core::NoteDocument& note) {
@@ -329,6 +338,11 @@ private Q_SLOTS:
         NotesExternalFileView* view = open(path);
         NotesExternalDocument& document = view->document();
         typeAtEnd(view, QStringLiteral("# edited"));
+        auto* language = view->findChild<QComboBox*>(QStringLiteral("language"));
+        QCOMPARE(language->currentText(), QStringLiteral("Python"));
+        QCOMPARE(language->count(), 9);
+        language->setCurrentIndex(language->findText(QStringLiteral("Shell")));
+        Q_EMIT language->activated(language->currentIndex());
         QSignalSpy imported(&opener(), &NotesFileOpener::noteImported);
         QSignalSpy failed(&opener(), &NotesFileOpener::noteImportFailed);
 
@@ -345,7 +359,7 @@ private Q_SLOTS:
                                                     "original file is unchanged."));
         QCOMPARE(toQString(model.current().text), QStringLiteral("print(1)\n# edited"));
         QCOMPARE(model.current().mode, NoteMode::code);
-        QCOMPARE(model.current().codeLanguage, NoteCodeLanguage::python);
+        QCOMPARE(model.current().codeLanguage, NoteCodeLanguage::shell);
         QCOMPARE(AppSandbox::readFile(path), QByteArray("print(1)\n"));
         QVERIFY(document.isEdited());
 
