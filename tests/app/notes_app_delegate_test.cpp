@@ -3,10 +3,13 @@
 #include "app/documents/notes_external_document.h"
 #include "app/documents/notes_external_file_view.h"
 #include "app/documents/notes_file_opener.h"
+#include "app/editor/note_editor_view.h"
+#include "app/editor/note_text_view.h"
 #include "app/model/notes_model.h"
 #include "app/model/qt_text.h"
 #include "app/panel/notes_panel.h"
 #include "app/panel/notes_panel_controller.h"
+#include "app/panel/notes_root_view.h"
 #include "app/shell/notes_app_delegate.h"
 #include "app/shell/termination_signals.h"
 #include "app_test_support.h"
@@ -159,6 +162,10 @@ private Q_SLOTS:
     // files, which the tray offers newest first, without the files that are gone.
     void handedOverFilesOpenAndBecomeRecent() {
         start();
+        // Files dropped on the note open too.
+        QVERIFY(
+            qobject_cast<NoteTextView*>(delegate().controller()->content()->editor()->textView())
+                ->acceptsFileDrops());
         QCOMPARE(titles(recentMenu()), QStringList{QStringLiteral("No recent files")});
         const QString first = m_sandbox->path(QStringLiteral("first.txt"));
         const QString second = m_sandbox->path(QStringLiteral("second.md"));
