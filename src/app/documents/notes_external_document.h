@@ -51,8 +51,6 @@ public:
     bool isEdited() const { return m_edited; }
     /// True for three seconds after a successful save (the header shows "Saved").
     bool saveConfirmed() const { return m_saveConfirmed; }
-    /// The file as last read or written.
-    const core::ExternalTextFile& revision() const { return m_revision; }
 
     /// Takes the editor's text after a change the user made. Typing back to the saved text
     /// clears the edited mark again.

@@ -42,18 +42,15 @@ namespace {
 
 using core::NoteMode;
 
-// The most files one drop opens.
-constexpr int maximumDroppedFiles = 20;
-
 QString nativeKeys(const char* keys) {
     return QKeySequence(QString::fromLatin1(keys)).toString(QKeySequence::NativeText);
 }
 
-// The local files of a drag, at most maximumDroppedFiles.
+// The local files of a drag.
 QList<QUrl> droppedFiles(const QMimeData* data) {
     QList<QUrl> files;
     for (const QUrl& url : data->urls()) {
-        if (url.isLocalFile() && files.size() < maximumDroppedFiles) {
+        if (url.isLocalFile()) {
             files.append(url);
         }
     }

@@ -60,7 +60,7 @@ public:
     void closeDiscardingEdits();
 
 Q_SIGNALS:
-    /// Files were dropped on the window: at most 20, local files only.
+    /// Local files were dropped on the window, in drag order.
     void filesDropped(const QList<QUrl>& urls);
     void openFileRequested();
     void quitRequested();

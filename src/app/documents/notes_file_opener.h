@@ -57,8 +57,6 @@ public:
     QList<NotesExternalDocument*> documents() const;
     /// The window of `document`, or null when it is not one of ours.
     NotesExternalFileView* viewOf(const NotesExternalDocument* document) const;
-    /// The open dialog while it is shown, else null.
-    QFileDialog* openDialog() const { return m_dialog; }
     QStringList recentFiles() const { return m_recent.files(); }
 
     /// Asks, once for all, what to do with the windows that have unsaved edits before the
