@@ -11,8 +11,13 @@
 // shared/bench/gen_calc_note.py, read from calc-full.txt in the folder named by the environment
 // variable ZEMVAR_BENCH_DATA, through a real NotesModel over a temporary library.
 // BM_KeystrokeCodeNote types into a generated Swift note of 1 MiB with colouring on.
+// BM_OpenExternalFile opens a 2 MiB Swift source file through the file opener and waits for its
+// window's text to be painted (goal <= 150 ms); BM_KeystrokeExternalFile types into that
+// window's editor, in the middle of the file.
 //
 // Runs on Qt's offscreen platform unless QT_QPA_PLATFORM says otherwise.
+#include "app/documents/notes_external_file_view.h"
+#include "app/documents/notes_file_opener.h"
 #include "app/editor/note_editor_view.h"
 #include "app/model/notes_model.h"
 #include "app/model/qt_text.h"
@@ -27,6 +32,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QKeyEvent>
 #include <QPlainTextEdit>
 #include <QSettings>
@@ -170,6 +176,73 @@ void BM_KeystrokeCodeNote(benchmark::State& state) {
     state.counters["characters"] = static_cast<double>(note.size());
 }
 
+// A 2 MiB Swift file, as an outside file to open.
+struct ExternalFile {
+    QTemporaryDir folder;
+    QString path = folder.filePath(QStringLiteral("big.swift"));
+    QSettings settings{folder.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat};
+
+    ExternalFile() {
+        QFile file(path);
+        const QByteArray bytes = swiftNote(2'000'000).toUtf8().left(2 * 1024 * 1024);
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
+            path.clear();
+        }
+    }
+};
+
+// Counts the paints of a widget.
+class PaintCounter : public QObject {
+public:
+    int paints = 0;
+    bool eventFilter(QObject*, QEvent* event) override {
+        paints += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+};
+
+void BM_OpenExternalFile(benchmark::State& state) {
+    ExternalFile file;
+    if (file.path.isEmpty()) {
+        state.SkipWithError("cannot write the file");
+        return;
+    }
+    for (auto _ : state) {
+        app::NotesFileOpener opener(file.settings, file.folder.filePath(QStringLiteral("library")),
+                                    QString());
+        PaintCounter counter;
+        QElapsedTimer timer;
+        timer.start();
+        opener.open({file.path});
+        app::NotesExternalFileView* view = opener.viewOf(opener.documents().value(0));
+        if (view == nullptr) {
+            state.SkipWithError("the file did not open");
+            return;
+        }
+        view->editor()->textView()->viewport()->installEventFilter(&counter);
+        while (counter.paints == 0) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        }
+        state.SetIterationTime(static_cast<double>(timer.nsecsElapsed()) / 1e9);
+    }
+}
+
+void BM_KeystrokeExternalFile(benchmark::State& state) {
+    ExternalFile file;
+    app::NotesFileOpener opener(file.settings, file.folder.filePath(QStringLiteral("library")),
+                                QString());
+    opener.open({file.path});
+    app::NotesExternalFileView* view = opener.viewOf(opener.documents().value(0));
+    if (view == nullptr) {
+        state.SkipWithError("the file did not open");
+        return;
+    }
+    placeCursor(*view->editor(), view->editor()->textView()->document()->blockCount() / 2 + 2);
+    typeKeystrokes(state, *view->editor());
+}
+
+BENCHMARK(BM_OpenExternalFile)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+BENCHMARK(BM_KeystrokeExternalFile)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_KeystrokeResults)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_KeystrokeCodeNote)->UseManualTime()->Unit(benchmark::kMillisecond);
 

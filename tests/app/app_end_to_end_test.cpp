@@ -171,6 +171,41 @@ private Q_SLOTS:
         QCOMPARE(noteText(), typed + QStringLiteral("\n2 * 21"));
     }
 
+    // A file handed to the running program by a second launch opens in its own window; typing
+    // and Ctrl+S there change the file exactly: its UTF-16 encoding, mark and CR LF endings stay.
+    void aFileGivenToASecondLaunchIsEditedInPlace() {
+        startApp();
+        const QString path = m_home.filePath(QStringLiteral("Shopping list.txt"));
+        const auto utf16 = [](const QString& text) {
+            QByteArray bytes("\xFF\xFE");
+            for (const QChar unit : text) {
+                bytes.append(static_cast<char>(unit.unicode() & 0xFF))
+                    .append(static_cast<char>(unit.unicode() >> 8));
+            }
+            return bytes;
+        };
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            const QByteArray bytes = utf16(QStringLiteral("milk\r\nbread\r\n"));
+            QCOMPARE(file.write(bytes), bytes.size());
+        }
+        QCOMPARE(run(QStringLiteral(ZEMVAR_APP_PATH), {path}, environment()), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                     QStringLiteral("--name"), QStringLiteral("^Shopping list\\.txt")}) == 0,
+            5000);
+        QTest::qWait(300);
+        QCOMPARE(xdotool({QStringLiteral("key"), QStringLiteral("ctrl+End")}), 0);
+        type(QStringLiteral("eggs\n"));
+        QCOMPARE(xdotool({QStringLiteral("key"), QStringLiteral("ctrl+s")}), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(contents(path),
+                                  utf16(QStringLiteral("milk\r\nbread\r\neggs\r\n")), 3000);
+        m_app.terminate();
+        QVERIFY(m_app.waitForFinished(10000));
+        QCOMPARE(m_app.exitCode(), 0);
+    }
+
     // Logging out while the note cannot be saved: the program still ends at once, and the text
     // is kept outside the library instead of being lost.
     void aTerminationWhileTheSaveFailsKeepsTheText() {

@@ -11,10 +11,34 @@
 
 namespace zemvar::testing {
 
+namespace {
+
+// XDG_DATA_HOME before the first of the sandboxes alive now, and how many are alive: a test
+// often makes its next sandbox before the last one goes.
+QByteArray dataHomeBeforeSandboxes;
+int sandboxesAlive = 0;
+
+} // namespace
+
 AppSandbox::AppSandbox()
     : m_settings(std::make_unique<QSettings>(m_folder.filePath(QStringLiteral("settings.ini")),
                                              QSettings::IniFormat)) {
     QVERIFY2(m_folder.isValid(), "cannot create a temporary folder");
+    if (sandboxesAlive++ == 0) {
+        dataHomeBeforeSandboxes = qgetenv("XDG_DATA_HOME");
+    }
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("data"))));
+}
+
+AppSandbox::~AppSandbox() {
+    if (--sandboxesAlive > 0) {
+        return;
+    }
+    if (dataHomeBeforeSandboxes.isNull()) {
+        qunsetenv("XDG_DATA_HOME");
+    } else {
+        qputenv("XDG_DATA_HOME", dataHomeBeforeSandboxes);
+    }
 }
 
 QString AppSandbox::path(const QString& relative) const {

@@ -11,11 +11,15 @@
 
 namespace zemvar::testing {
 
-/// A private world for one interface test: a temporary folder holding a notes library and a
-/// settings file, removed afterwards.
+/// A private world for one interface test: a temporary folder holding a notes library, a
+/// settings file and the data folder ($XDG_DATA_HOME while it lives, so that nothing reaches
+/// the desktop's own lists), removed afterwards.
 class AppSandbox {
 public:
     AppSandbox();
+    AppSandbox(const AppSandbox&) = delete;
+    AppSandbox& operator=(const AppSandbox&) = delete;
+    ~AppSandbox();
 
     QString path(const QString& relative = {}) const;
     /// The library folder ("Zemvar Notes" inside the sandbox).

@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
+#include "app/documents/notes_external_document.h"
+#include "app/documents/notes_external_file_view.h"
+#include "app/documents/notes_file_opener.h"
+#include "app/editor/note_editor_view.h"
+#include "app/editor/note_text_view.h"
 #include "app/model/notes_model.h"
 #include "app/model/qt_text.h"
 #include "app/panel/notes_panel.h"
 #include "app/panel/notes_panel_controller.h"
+#include "app/panel/notes_root_view.h"
 #include "app/shell/notes_app_delegate.h"
+#include "app/shell/termination_signals.h"
 #include "app_test_support.h"
 #include "core/notes/library_lock.h"
 
@@ -14,12 +21,24 @@
 #include <QDir>
 #include <QFile>
 #include <QMenu>
+#include <QMessageBox>
+#include <QProcess>
+#include <QPushButton>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 using namespace zemvar::app;
 using zemvar::testing::AppSandbox;
+
+namespace {
+
+const QString changedMessage = QStringLiteral(
+    "The original file changed outside Notes or is no longer available. Reload it or use Save As "
+    "to keep your edits in a separate file.");
+
+} // namespace
 
 class NotesAppDelegateTest : public QObject {
     Q_OBJECT
@@ -27,6 +46,7 @@ class NotesAppDelegateTest : public QObject {
 private:
     std::unique_ptr<AppSandbox> m_sandbox;
     std::unique_ptr<NotesAppDelegate> m_delegate;
+    bool m_answered = false;
 
     NotesAppDelegate& delegate() { return *m_delegate; }
     QWidget& panel() { return *delegate().controller()->panel(); }
@@ -37,13 +57,45 @@ private:
         QVERIFY2(!problem, problem ? qPrintable(*problem) : "");
     }
 
-    QStringList trayTitles() {
+    static QStringList titles(QMenu* menu) {
         QStringList titles;
-        Q_EMIT delegate().trayMenu()->aboutToShow();
-        for (const QAction* action : delegate().trayMenu()->actions()) {
+        Q_EMIT menu->aboutToShow();
+        for (const QAction* action : menu->actions()) {
             titles << (action->isSeparator() ? QStringLiteral("-") : action->text());
         }
         return titles;
+    }
+    QStringList trayTitles() { return titles(delegate().trayMenu()); }
+    QMenu* recentMenu() {
+        return delegate().trayMenu()->findChild<QMenu*>(QStringLiteral("recent-menu"));
+    }
+
+    // Runs the event loop until the program quits (true) or `milliseconds` have passed.
+    static bool quitsWithin(int milliseconds) {
+        QTimer timeout;
+        timeout.setSingleShot(true);
+        connect(&timeout, &QTimer::timeout, qApp, [] { QCoreApplication::exit(2); });
+        timeout.start(milliseconds);
+        return QCoreApplication::exec() == 0;
+    }
+    // Clicks `answer` in the quit review as soon as it shows.
+    void answerQuitReview(const QString& answer) {
+        auto* poll = new QTimer(this);
+        m_answered = false;
+        connect(poll, &QTimer::timeout, poll, [this, poll, answer] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (box == nullptr || box->objectName() != QLatin1String("quit-review")) {
+                return;
+            }
+            for (QAbstractButton* button : box->buttons()) {
+                if (button->text() == answer) {
+                    m_answered = true;
+                    button->click();
+                }
+            }
+            poll->deleteLater();
+        });
+        poll->start(20);
     }
 
 private Q_SLOTS:
@@ -95,6 +147,7 @@ private Q_SLOTS:
         QCOMPARE(
             trayTitles(),
             (QStringList{QStringLiteral("Hide Notes"), QStringLiteral("New Note"),
+                         QStringLiteral("Open File\u2026"), QStringLiteral("Open Recent"),
                          QStringLiteral("Export Note\u2026"), QStringLiteral("-"),
                          QStringLiteral("Settings\u2026"), QStringLiteral("Quit Zemvar Notes")}));
         delegate().togglePanel();
@@ -103,6 +156,91 @@ private Q_SLOTS:
         delegate().trayMenu()->actions().at(1)->trigger(); // New Note shows the panel first
         QVERIFY(panel().isVisible());
         QCOMPARE(delegate().model()->notes().size(), std::size_t{2});
+    }
+
+    // Files handed over by a later launch open in windows of their own and become recent
+    // files, which the tray offers newest first, without the files that are gone.
+    void handedOverFilesOpenAndBecomeRecent() {
+        start();
+        // Files dropped on the note open too.
+        QVERIFY(
+            qobject_cast<NoteTextView*>(delegate().controller()->content()->editor()->textView())
+                ->acceptsFileDrops());
+        QCOMPARE(titles(recentMenu()), QStringList{QStringLiteral("No recent files")});
+        const QString first = m_sandbox->path(QStringLiteral("first.txt"));
+        const QString second = m_sandbox->path(QStringLiteral("second.md"));
+        AppSandbox::writeFile(first, "1");
+        AppSandbox::writeFile(second, "2");
+        delegate().handle({NotesRequest::Action::openFiles, {first, second}});
+        QCOMPARE(delegate().fileOpener()->documents().size(), 2);
+        QVERIFY(delegate()
+                    .fileOpener()
+                    ->viewOf(delegate().fileOpener()->documents().at(1))
+                    ->isVisible());
+        QCOMPARE(titles(recentMenu()),
+                 (QStringList{QStringLiteral("second.md"), QStringLiteral("first.txt")}));
+        QVERIFY(QFile::remove(second));
+        QCOMPARE(titles(recentMenu()), QStringList{QStringLiteral("first.txt")});
+        QVERIFY(AppSandbox::readFile(m_sandbox->path(QStringLiteral("data/recently-used.xbel")))
+                    .contains("first.txt"));
+    }
+
+    // Quitting with unsaved edits in an outside file asks once, whether the user quits or a
+    // termination signal from another process asks. Cancel, and a save that fails, keep the
+    // program running.
+    void quittingAsksAboutUnsavedFiles_data() {
+        QTest::addColumn<bool>("bySignal");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<bool>("changedOnDisk");
+        QTest::addColumn<bool>("quits");
+        QTest::addColumn<QByteArray>("onDisk");
+        QTest::newRow("Save All") << true << QStringLiteral("Save All") << false << true
+                                  << QByteArray("draft, edited");
+        QTest::newRow("Discard") << false << QStringLiteral("Discard") << false << true
+                                 << QByteArray("draft");
+        QTest::newRow("Cancel") << true << QStringLiteral("Cancel") << false << false
+                                << QByteArray("draft");
+        QTest::newRow("Save All fails")
+            << false << QStringLiteral("Save All") << true << false << QByteArray("theirs");
+    }
+    void quittingAsksAboutUnsavedFiles() {
+        QFETCH(bool, bySignal);
+        QFETCH(QString, answer);
+        QFETCH(bool, changedOnDisk);
+        QFETCH(bool, quits);
+        QFETCH(QByteArray, onDisk);
+        start();
+        const QString path = m_sandbox->path(QStringLiteral("draft.txt"));
+        AppSandbox::writeFile(path, "draft");
+        delegate().fileOpener()->open({path});
+        // Gone once the program quits.
+        NotesExternalDocument& document = *delegate().fileOpener()->documents().constFirst();
+        document.edit(QStringLiteral("draft, edited"));
+        if (changedOnDisk) {
+            AppSandbox::writeFile(path, "theirs");
+        }
+        TerminationSignals signals;
+        connect(&signals, &TerminationSignals::terminationRequested, &delegate(),
+                &NotesAppDelegate::terminate);
+        answerQuitReview(answer);
+        if (bySignal) {
+            QTimer::singleShot(0, [] {
+                QCOMPARE(QProcess::execute(QStringLiteral("kill"),
+                                           {QStringLiteral("-TERM"),
+                                            QString::number(QCoreApplication::applicationPid())}),
+                         0);
+            });
+        } else {
+            QTimer::singleShot(0,
+                               [this] { delegate().trayMenu()->actions().constLast()->trigger(); });
+        }
+        QCOMPARE(quitsWithin(1500), quits);
+        QVERIFY(m_answered);
+        QCOMPARE(AppSandbox::readFile(path), onDisk);
+        if (!quits) {
+            QVERIFY(document.isEdited());
+            QCOMPARE(document.message(), changedOnDisk ? changedMessage : QString());
+        }
     }
 
     void requestsFromLaterLaunchesShowToggleOrReopen() {

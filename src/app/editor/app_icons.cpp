@@ -165,6 +165,21 @@ private:
             p.drawLine(QPointF(6, 6), QPointF(18, 18));
             p.drawLine(QPointF(18, 6), QPointF(6, 18));
             break;
+        case AppIcon::document:
+            p.drawPolyline(QPolygonF(
+                {{14, 3}, {6, 3}, {6, 21}, {18, 21}, {18, 7}, {14, 3}, {14, 7}, {18, 7}}));
+            for (const double y : {11.0, 14.0, 17.0}) {
+                p.drawLine(QPointF(9, y), QPointF(15, y));
+            }
+            break;
+        case AppIcon::ellipsis:
+            p.drawEllipse(QPointF(12, 12), 9, 9);
+            p.setPen(Qt::NoPen);
+            p.setBrush(color);
+            for (const double x : {8.0, 12.0, 16.0}) {
+                p.drawEllipse(QPointF(x, 12), 1.3, 1.3);
+            }
+            break;
         case AppIcon::application:
             drawApplicationIcon(p);
             break;
@@ -261,6 +276,10 @@ QString themeName(AppIcon icon) {
         return QStringLiteral("go-next");
     case AppIcon::close:
         return QStringLiteral("window-close");
+    case AppIcon::document:
+        return QStringLiteral("text-x-generic");
+    case AppIcon::ellipsis:
+        return QStringLiteral("view-more");
     case AppIcon::pin:
     case AppIcon::pinFilled:
     case AppIcon::focus:

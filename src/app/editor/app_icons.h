@@ -29,6 +29,8 @@ enum class AppIcon {
     chevronLeft,  ///< previous note
     chevronRight, ///< next note
     close,        ///< dismiss
+    document,     ///< a text file outside the library
+    ellipsis,     ///< a menu of further actions
     application,  ///< the app itself (tray, windows)
 };
 

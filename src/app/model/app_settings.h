@@ -28,6 +28,8 @@ inline const QString notebookLines = QStringLiteral("notebookLines");           
 inline const QString focusBackdropEnabled = QStringLiteral("focusBackdropEnabled"); ///< false
 inline const QString lastOpenNoteID = QStringLiteral("lastOpenNoteID");     ///< upper-case UUID
 inline const QString panelGeometry = QStringLiteral("NotesPanel/geometry"); ///< saved frame
+/// string list: the outside files opened last, absolute paths, newest first
+inline const QString recentFiles = QStringLiteral("recentFiles");
 /// string list: rescue files written at the last termination, not yet reported to the user
 inline const QString rescuedNotes = QStringLiteral("rescuedNotes");
 

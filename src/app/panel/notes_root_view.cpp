@@ -375,6 +375,7 @@ QWidget* NotesRootView::buildFooter() {
 
 void NotesRootView::setOpenFileAvailable(bool available) {
     m_openButton->setVisible(available);
+    m_editor->setAcceptsFileDrops(available && static_cast<bool>(m_model.requestOpenURLs));
 }
 
 void NotesRootView::setDarkBackdrop(bool dark) {

@@ -39,7 +39,8 @@ public:
     NoteMarkdownPreview* preview() const { return m_preview; }
     NotesSidebar* sidebar() const { return m_sidebar; }
 
-    /// Shows the "open" control once there is a file opener behind the model's callback.
+    /// Shows the "open" control, and takes file drops on the note, once there is a file opener
+    /// behind the model's callbacks.
     void setOpenFileAvailable(bool available);
     /// Re-reads the editor font size, notebook lines and appearance from the settings.
     void applySettings();

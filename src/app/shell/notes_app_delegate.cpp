@@ -2,6 +2,7 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/shell/notes_app_delegate.h"
 
+#include "app/documents/notes_file_opener.h"
 #include "app/editor/app_icons.h"
 #include "app/model/app_settings.h"
 #include "app/model/notes_model.h"
@@ -27,6 +28,7 @@
 #include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QFileInfo>
 #include <QKeySequence>
 #include <QMenu>
 #include <QPointer>
@@ -132,6 +134,33 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
             Q_EMIT self->panelVisibleChanged(visible);
         }
     };
+    m_fileOpener = std::make_unique<NotesFileOpener>(m_settings, libraryFolder,
+                                                     RecentFiles::recentlyUsedFile());
+    m_fileOpener->createCopy = [self](const core::NoteDocument& note) {
+        if (!self) {
+            return false;
+        }
+        const bool created = self->m_model->createCopy(note);
+        self->m_controller->show();
+        return created;
+    };
+    // The file's window comes in front, where the panel would cover it.
+    m_fileOpener->didOpen = [self] {
+        if (self) {
+            self->m_controller->hideIfUnpinned();
+        }
+    };
+    connect(m_fileOpener.get(), &NotesFileOpener::quitRequested, this,
+            &NotesAppDelegate::requestQuit);
+    connect(content, &NotesRootView::settingsChanged, m_fileOpener.get(),
+            &NotesFileOpener::applySettings);
+    m_model->requestOpenFile = [opener = m_fileOpener.get()] {
+        opener->chooseFile();
+    };
+    m_model->requestOpenURLs = [opener = m_fileOpener.get()](const QList<QUrl>& urls) {
+        opener->openUrls(urls);
+    };
+    content->setOpenFileAvailable(true);
     m_model->requestSettings = [self] {
         if (self) {
             self->showSettings();
@@ -198,6 +227,8 @@ void NotesAppDelegate::showSettings() {
             std::make_unique<NotesSettingsWindow>(*this, m_settings, m_libraryFolder);
         connect(m_settingsWindow.get(), &NotesSettingsWindow::settingsChanged, m_controller.get(),
                 &NotesPanelController::applySettings);
+        connect(m_settingsWindow.get(), &NotesSettingsWindow::settingsChanged, m_fileOpener.get(),
+                &NotesFileOpener::applySettings);
         connect(m_controller->content(), &NotesRootView::settingsChanged, m_settingsWindow.get(),
                 &NotesSettingsWindow::reload);
         connect(m_settingsWindow.get(), &NotesSettingsWindow::closed, this, [this] {
@@ -223,6 +254,12 @@ void NotesAppDelegate::buildTray() {
         }
         m_model->createNote();
     });
+    QAction* openFile = m_trayMenu->addAction(QStringLiteral("Open File\u2026"), this,
+                                              [this] { m_fileOpener->chooseFile(); });
+    openFile->setShortcut(QKeySequence(QStringLiteral("Ctrl+O")));
+    m_recentMenu = m_trayMenu->addMenu(QStringLiteral("Open Recent"));
+    m_recentMenu->setObjectName(QStringLiteral("recent-menu"));
+    connect(m_recentMenu, &QMenu::aboutToShow, this, &NotesAppDelegate::fillRecentMenu);
     QAction* exportNote = m_trayMenu->addAction(QStringLiteral("Export Note\u2026"), this,
                                                 [this] { m_controller->exportNote(); });
     exportNote->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+E")));
@@ -251,6 +288,21 @@ void NotesAppDelegate::buildTray() {
             });
     // Shown even without a tray: the icon docks by itself once a tray appears.
     m_tray->show();
+}
+
+void NotesAppDelegate::fillRecentMenu() {
+    m_recentMenu->clear();
+    const QStringList files = m_fileOpener->recentFiles();
+    if (files.isEmpty()) {
+        m_recentMenu->addAction(QStringLiteral("No recent files"))->setEnabled(false);
+        return;
+    }
+    for (const QString& path : files) {
+        QAction* item = m_recentMenu->addAction(QFileInfo(path).fileName(), this,
+                                                [this, path] { m_fileOpener->open({path}); });
+        item->setToolTip(path);
+    }
+    m_recentMenu->setToolTipsVisible(true);
 }
 
 void NotesAppDelegate::togglePanel() {
@@ -284,11 +336,7 @@ void NotesAppDelegate::handle(const NotesRequest& request) {
         togglePanel();
         return;
     case NotesRequest::Action::openFiles:
-        m_controller->show();
-        m_model->setBannerMessage(
-            QStringLiteral("Opening files from outside the library is not available in this "
-                           "version yet: ") +
-            request.files.join(QStringLiteral(", ")));
+        m_fileOpener->open(request.files);
         return;
     }
 }
@@ -297,6 +345,9 @@ bool NotesAppDelegate::requestQuit() {
     if (m_model && !m_model->flush()) {
         // An edit that cannot be written keeps the program running, with the note in front.
         m_controller->show();
+        return false;
+    }
+    if (m_fileOpener && !m_fileOpener->reviewUnsavedDocuments()) {
         return false;
     }
     quit();
@@ -308,8 +359,14 @@ void NotesAppDelegate::terminate() {
         return;
     }
     m_terminating = true;
-    // The session would kill a program that stays: the text goes somewhere safe instead.
-    if (m_model && !m_model->flush()) {
+    const bool written = !m_model || m_model->flush();
+    // Outside files are the user's own: their edits are saved or dropped only when asked.
+    if (m_fileOpener && !m_fileOpener->reviewUnsavedDocuments()) {
+        m_terminating = false;
+        return;
+    }
+    if (!written) {
+        // The session would kill a program that stays: the text goes somewhere safe instead.
         rescueUnsavedText();
     }
     quit();

@@ -24,6 +24,7 @@ namespace zemvar::app {
 
 class DockPresence;
 class LaunchAtLoginController;
+class NotesFileOpener;
 class NotesModel;
 class NotesPanelController;
 class NotesSettingsWindow;
@@ -32,9 +33,9 @@ class NotesShortcut;
 /// Wires the program together and answers the desktop's requests: it holds the library lock
 /// for the program's life, creates the store, the model and the panel, registers the global
 /// shortcut, puts the icon and its menu in the system tray (or shows the panel at once where
-/// there is no tray), hides the panel when another program takes the focus, and quits only
-/// after every typed character is on disk, or, when the system ends the program, kept in a
-/// rescue file.
+/// there is no tray), opens outside files, hides the panel when another program takes the
+/// focus, and quits only after every typed character is on disk, or, when the system ends the
+/// program, kept in a rescue file; outside files with unsaved edits are asked about first.
 class NotesAppDelegate : public QObject {
     Q_OBJECT
 
@@ -54,12 +55,16 @@ public:
     void showSettings();
 
     /// Quits when every pending edit is written; otherwise brings the panel forward with the
-    /// save error and stays. Returns whether the program is quitting.
+    /// save error and stays. Outside files with unsaved edits are asked about first (Save All,
+    /// Discard, Cancel); Cancel, or a save that fails, keeps the program running. Returns
+    /// whether the program is quitting.
     bool requestQuit();
-    /// Quits because the system asks (a termination signal: logout, shutdown, kill), which
-    /// cannot be refused. Pending text is written; when that fails, it is kept in a new file in
-    /// settings::rescueFolder() and the next start says where. When even that fails, the reason
-    /// goes to standard error. Later calls do nothing.
+    /// Quits because the system asks (a termination signal: logout, shutdown, kill). Pending
+    /// note text is written; when that fails, it is kept in a new file in
+    /// settings::rescueFolder() and the next start says where (when even that fails, the reason
+    /// goes to standard error). Outside files with unsaved edits are then asked about as in
+    /// requestQuit, and Cancel keeps the program running. Calls while one is under way do
+    /// nothing.
     void terminate();
 
     NotesModel* model() const { return m_model.get(); }
@@ -67,6 +72,8 @@ public:
     QSystemTrayIcon* trayIcon() const { return m_tray; }
     QMenu* trayMenu() const { return m_trayMenu.get(); }
     NotesShortcut* shortcut() const { return m_shortcut.get(); }
+    /// Opens outside files; null before start().
+    NotesFileOpener* fileOpener() const { return m_fileOpener.get(); }
     /// Whether the app shows in the taskbar; null before start().
     DockPresence* dockPresence() const { return m_dockPresence.get(); }
     /// The failure of the global shortcut: of its last registration, or the desktop's refusal
@@ -87,6 +94,7 @@ Q_SIGNALS:
 
 private:
     void buildTray();
+    void fillRecentMenu();
     void reportRescuedNotes();
     void rescueUnsavedText();
     void quit();
@@ -98,11 +106,13 @@ private:
     // Before the controller, so that it outlives the panel that calls it.
     std::unique_ptr<DockPresence> m_dockPresence;
     std::unique_ptr<NotesPanelController> m_controller;
+    std::unique_ptr<NotesFileOpener> m_fileOpener;
     std::unique_ptr<NotesShortcut> m_shortcut;
     std::unique_ptr<LaunchAtLoginController> m_launchAtLogin;
     std::unique_ptr<QMenu> m_trayMenu;
     QSystemTrayIcon* m_tray = nullptr;
     QAction* m_showHideAction = nullptr;
+    QMenu* m_recentMenu = nullptr;
     QString m_libraryFolder;
     bool m_panelVisible = false;
     bool m_terminating = false;

@@ -2,14 +2,13 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/notes/library_lock.h"
 #include "core/notes/note_store.h"
+#include "support/file_size_limit.h"
 #include "support/temporary_folder.h"
 
 #include <chrono>
-#include <csignal>
 #include <fcntl.h>
 #include <functional>
 #include <regex>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <system_error>
 
@@ -19,32 +18,11 @@
 namespace zemvar::core {
 namespace {
 
+using testing::FileSizeLimit;
 using testing::listFolder;
 using testing::readFile;
 using testing::TemporaryFolder;
 using testing::writeFile;
-
-// Lets this process write files of at most `bytes` bytes while it lives: a larger write fails
-// with EFBIG ("File too large"), which no permission, not even root's, gets round.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes)
-        : m_previousHandler(std::signal(SIGXFSZ, SIG_IGN)) {
-        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &m_previous), 0);
-        const rlimit limit{bytes, m_previous.rlim_max};
-        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &m_previous);
-        std::signal(SIGXFSZ, m_previousHandler);
-    }
-
-private:
-    rlimit m_previous{};
-    void (*m_previousHandler)(int);
-};
 
 const Uuid idA = *Uuid::parse("AAAAAAAA-0000-4000-8000-000000000001");
 const Uuid idB = *Uuid::parse("BBBBBBBB-0000-4000-8000-000000000002");

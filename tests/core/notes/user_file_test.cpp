@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
+#include "core/notes/file_io.h"
 #include "core/notes/user_file.h"
+#include "support/file_size_limit.h"
 #include "support/temporary_folder.h"
 
 #include <filesystem>
@@ -12,6 +14,7 @@ namespace zemvar::core {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::FileSizeLimit;
 using testing::listFolder;
 using testing::readFile;
 using testing::TemporaryFolder;
@@ -78,6 +81,24 @@ TEST(UserFileTest, RefusesAnythingButARegularFileAndNamesTheDestination) {
     EXPECT_TRUE(fs::is_fifo(folder / "pipe.md"));
     EXPECT_EQ(readFile(folder / "report.md"), "report");
     EXPECT_EQ(listFolder(folder.path()), "folder.md\npipe.md\nreport.md\nto-pipe.md\n");
+}
+
+// A write that fails part way (the disk full, a size limit, a rename refused) leaves the file as
+// it was and nothing beside it, however often it is tried, and the next save works.
+TEST(UserFileTest, AFailedWriteLeavesTheTargetAndNoTemporaryFile) {
+    const TemporaryFolder folder;
+    writeFile(folder / "plan.md", "old");
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        const FileSizeLimit limit(2);
+        EXPECT_EQ(failureOf(folder / "plan.md", "longer than two bytes"),
+                  (folder / "plan.md").string() + ": File too large");
+    }
+    fs::create_directories(folder / "taken" / "inside");
+    EXPECT_THROW(writeFileAtomically(folder / "taken", "a folder stands there"), std::system_error);
+    EXPECT_EQ(readFile(folder / "plan.md"), "old");
+    EXPECT_EQ(listFolder(folder.path()), "plan.md\ntaken\n");
+    writeUserFileAtomically(folder / "plan.md", "new");
+    EXPECT_EQ(readFile(folder / "plan.md"), "new");
 }
 
 } // namespace
