@@ -10,11 +10,9 @@
 #include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
-#include <vector>
 
 namespace zemvar::core {
 
@@ -115,35 +113,16 @@ std::optional<std::string> readRegular(int folder, const char* name, std::size_t
                     pathOf);
 }
 
-// Writes the pieces in order, as many at a time as one writev call takes.
-void writeAll(int fd, std::span<const std::string_view> pieces, const std::filesystem::path& path) {
-    std::vector<iovec> vectors;
-    while (!pieces.empty()) {
-        const std::size_t count = std::min<std::size_t>(pieces.size(), IOV_MAX);
-        vectors.clear();
-        for (const std::string_view piece : pieces.first(count)) {
-            vectors.push_back({const_cast<char*>(piece.data()), piece.size()});
+void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throwFileError(errno, path);
         }
-        pieces = pieces.subspan(count);
-        for (std::size_t first = 0; first < vectors.size();) {
-            const ssize_t written =
-                ::writev(fd, vectors.data() + first, static_cast<int>(vectors.size() - first));
-            if (written < 0) {
-                if (errno == EINTR) {
-                    continue;
-                }
-                throwFileError(errno, path);
-            }
-            // Step over what was written; a short write leaves part of one piece.
-            auto left = static_cast<std::size_t>(written);
-            while (first < vectors.size() && left >= vectors[first].iov_len) {
-                left -= vectors[first++].iov_len;
-            }
-            if (left > 0) {
-                vectors[first].iov_base = static_cast<char*>(vectors[first].iov_base) + left;
-                vectors[first].iov_len -= left;
-            }
-        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
     }
 }
 
@@ -237,11 +216,6 @@ std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
 }
 
 void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes) {
-    writeFileAtomically(target, std::span<const std::string_view>(&bytes, 1));
-}
-
-void writeFileAtomically(const std::filesystem::path& target,
-                         std::span<const std::string_view> pieces) {
     TemporaryFile temporary(target);
     struct stat existing {};
     if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
@@ -249,7 +223,7 @@ void writeFileAtomically(const std::filesystem::path& target,
         // matters more than the permission bits.
         static_cast<void>(::fchmod(temporary.fd(), existing.st_mode & 0777));
     }
-    writeAll(temporary.fd(), pieces, target);
+    writeAll(temporary.fd(), bytes, target);
     if (::fsync(temporary.fd()) != 0) {
         throwFileError(errno, target);
     }

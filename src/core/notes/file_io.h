@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -76,10 +75,5 @@ std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
 /// and nothing removes it but the user, as any file of another name beside a target may be
 /// theirs.
 void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
-
-/// writeFileAtomically for bytes given in pieces, written in order without first being copied
-/// into one buffer (a large library's index is thousands of pieces).
-void writeFileAtomically(const std::filesystem::path& target,
-                         std::span<const std::string_view> pieces);
 
 } // namespace zemvar::core

@@ -5,9 +5,7 @@
 #include "core/notes/note_index.h"
 
 #include <cstdint>
-#include <span>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -42,9 +40,8 @@ public:
 
     /// Entries in display order: pinned first, then by order, then by ID.
     std::vector<const NoteIndex::Entry*> inDisplayOrder() const;
-    /// The text of index.json for these entries, in pieces to be written in order; valid
-    /// until the next call or change.
-    std::span<const std::string_view> indexPieces() const;
+    /// The text of index.json for these entries, valid until the next call.
+    const std::string& encodedIndex() const;
 
 private:
     struct Slot {
@@ -57,8 +54,7 @@ private:
     std::vector<Slot> m_slots;
     std::unordered_map<Uuid, std::size_t> m_positions;
     mutable std::vector<const std::string*> m_texts; ///< storage kept between saves
-    mutable std::vector<std::string_view> m_pieces;  ///< storage kept between saves
-    mutable std::string m_tail;
+    mutable std::string m_encoded;                   ///< storage kept between saves
 };
 
 } // namespace zemvar::core::detail

@@ -209,18 +209,16 @@ std::string NoteIndex::encodeEntry(const Entry& entry) {
     return text;
 }
 
-void NoteIndex::pieces(std::span<const std::string* const> encodedEntries,
-                       std::vector<std::string_view>& out, std::string& tail,
-                       std::int64_t version) {
-    tail = tailText(version);
+void NoteIndex::assemble(std::span<const std::string* const> encodedEntries, std::string& out,
+                         std::int64_t version) {
+    const std::string tail = tailText(version);
     out.clear();
-    out.reserve(2 * encodedEntries.size() + 2);
-    out.push_back(encodedEntries.empty() ? emptyHead : head);
+    out.append(encodedEntries.empty() ? emptyHead : head);
     for (std::size_t i = 0; i < encodedEntries.size(); ++i) {
-        out.push_back(*encodedEntries[i]);
-        out.push_back(i + 1 < encodedEntries.size() ? between : end);
+        out.append(*encodedEntries[i]);
+        out.append(i + 1 < encodedEntries.size() ? between : end);
     }
-    out.push_back(tail);
+    out.append(tail);
 }
 
 std::optional<NoteIndex> NoteIndex::decode(std::string_view json) {

@@ -59,13 +59,11 @@ struct NoteIndex {
     /// Returns the JSON text of one entry as it stands, indented, in the "notes" array, so
     /// that a writer can keep the text of unchanged entries between saves.
     static std::string encodeEntry(const Entry& entry);
-    /// Sets `out` to the pieces of text that, written in order, give the JSON text of an index
-    /// whose entries, in order, were encoded by encodeEntry: the same as encode() of the
-    /// entries themselves. The pieces point into `encodedEntries` and `tail`, which must
-    /// outlive them.
-    static void pieces(std::span<const std::string* const> encodedEntries,
-                       std::vector<std::string_view>& out, std::string& tail,
-                       std::int64_t version = 1);
+    /// Sets `out` to the JSON text of an index whose entries, in order, were encoded by
+    /// encodeEntry: the same as encode() of the entries themselves. Reuses the storage `out`
+    /// has, so that repeated saves of a large index do not allocate it anew.
+    static void assemble(std::span<const std::string* const> encodedEntries, std::string& out,
+                         std::int64_t version = 1);
 
     /// Decodes the JSON text of an index. A missing "mode" gives calculations and an unknown
     /// one text; a missing or unknown "codeLanguage" gives swift. Any other missing or

@@ -235,7 +235,7 @@ NoteIndex NoteStore::readIndexOrRecover() {
 }
 
 void NoteStore::writeIndex(const detail::NoteEntries& entries) const {
-    writeFileAtomically(m_root / indexFileName, entries.indexPieces());
+    writeFileAtomically(m_root / indexFileName, entries.encodedIndex());
 }
 
 NoteIndex::Entry NoteStore::writeFirstNote(Date time) const {

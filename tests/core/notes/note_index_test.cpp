@@ -157,23 +157,16 @@ TEST(NoteIndexTest, EncodesPrettyPrintedWithSortedKeysLikeAJsonLibrary) {
     EXPECT_EQ(encoded, nlohmann::json::parse(encoded).dump(2));
     EXPECT_EQ(NoteIndex::decode(encoded), index);
 
-    // Entries encoded one by one and written in pieces give the same text.
-    const auto joined = [](std::span<const std::string* const> entries, std::int64_t version) {
-        std::vector<std::string_view> pieces;
-        std::string tail;
-        NoteIndex::pieces(entries, pieces, tail, version);
-        std::string text;
-        for (const std::string_view piece : pieces) {
-            text += piece;
-        }
-        return text;
-    };
+    // Entries encoded one by one and assembled give the same text, also into a buffer that
+    // held a longer text before.
     const std::string first = NoteIndex::encodeEntry(index.notes[0]);
     const std::string second = NoteIndex::encodeEntry(index.notes[1]);
     const std::string* entries[] = {&first, &second};
-    EXPECT_EQ(joined(entries, 1), encoded);
-    EXPECT_EQ(joined({}, -9223372036854775807 - 1),
-              NoteIndex::encode({}, -9223372036854775807 - 1));
+    std::string assembled(4096, 'x');
+    NoteIndex::assemble(entries, assembled);
+    EXPECT_EQ(assembled, encoded);
+    NoteIndex::assemble({}, assembled, -9223372036854775807 - 1);
+    EXPECT_EQ(assembled, NoteIndex::encode({}, -9223372036854775807 - 1));
 
     const std::string empty = NoteIndex{}.encode();
     EXPECT_EQ(empty, "{\n  \"notes\": [],\n  \"version\": 1\n}");
