@@ -4,6 +4,7 @@
 #include "app/model/qt_text.h"
 #include "app/panel/notes_panel.h"
 #include "app/panel/notes_panel_controller.h"
+#include "app/settings/notes_feedback_form.h"
 #include "app/shell/notes_app_delegate.h"
 #include "app_test_support.h"
 #include "core/notes/library_lock.h"
@@ -96,7 +97,10 @@ private Q_SLOTS:
             trayTitles(),
             (QStringList{QStringLiteral("Hide Notes"), QStringLiteral("New Note"),
                          QStringLiteral("Export Note\u2026"), QStringLiteral("-"),
-                         QStringLiteral("Settings\u2026"), QStringLiteral("Quit Zemvar Notes")}));
+                         QStringLiteral("Settings\u2026"), QStringLiteral("Send Feedback\u2026"),
+                         QStringLiteral("Quit Zemvar Notes")}));
+        delegate().trayMenu()->actions().at(5)->trigger();
+        QVERIFY(delegate().feedbackForm() != nullptr && delegate().feedbackForm()->isVisible());
         delegate().togglePanel();
         QVERIFY(!panel().isVisible());
         QCOMPARE(trayTitles().constFirst(), QStringLiteral("Show Notes"));
