@@ -4,52 +4,56 @@
 
 #include "core/text/unicode.h"
 
-#include <cstdlib>
+#include <cerrno>
+#include <csignal>
 #include <ctime>
-#include <curl/curl.h>
-#include <memory>
-#include <openssl/ssl.h>
-#include <openssl/x509.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <nlohmann/json.hpp>
+
+extern char** environ;
 
 namespace zemvar::telemetry {
 
 namespace {
 
-constexpr long timeoutMilliseconds = 60'000;
-// How long a request waits for its sockets before it looks again whether it was cancelled;
-// a cancellation wakes it at once, so this only bounds a missed wake-up.
-constexpr int pollMilliseconds = 1000;
+// A file descriptor, closed with its owner.
+class Descriptor {
+public:
+    explicit Descriptor(int descriptor)
+        : m_descriptor(descriptor) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { reset(); }
+    int get() const { return m_descriptor; }
+    void reset() {
+        if (m_descriptor >= 0) {
+            ::close(m_descriptor);
+            m_descriptor = -1;
+        }
+    }
 
-// CURL and CURLM are both void here, so each handle type has a deleter of its own.
-struct EasyDeleter {
-    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+private:
+    int m_descriptor;
 };
-struct MultiDeleter {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
-};
-struct ListDeleter {
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-};
 
-// libcurl's global state, set up once by the first request (thread-safe in this libcurl).
-bool curlReady() {
-    static const bool ready = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-    return ready;
-}
-
-// Adds the certificates of the PEM file `file` to the ones the connection trusts; a file that
-// cannot be read fails the request.
-CURLcode trustExtraCertificates(CURL*, void* sslContext, void* file) {
-    X509_STORE* store = SSL_CTX_get_cert_store(static_cast<SSL_CTX*>(sslContext));
-    return store != nullptr && X509_STORE_load_file(store, static_cast<const char*>(file)) == 1
-               ? CURLE_OK
-               : CURLE_SSL_CACERT_BADFILE;
-}
-
-std::size_t discardBody(char*, std::size_t size, std::size_t count, void*) {
-    return size * count;
+// Writes all of `data` to the socket; a reader that went away is no signal, only a failure.
+bool sendAll(int socket, std::string_view data) {
+    while (!data.empty()) {
+        const ssize_t sent = ::send(socket, data.data(), data.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) {
+            continue;
+        }
+        if (sent <= 0) {
+            return false;
+        }
+        data.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return true;
 }
 
 std::size_t utf16Length(std::string_view text) {
@@ -60,18 +64,15 @@ std::size_t utf16Length(std::string_view text) {
     return length;
 }
 
-std::string environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
 } // namespace
 
 KorvitClient::KorvitClient(std::optional<KorvitConfiguration> configuration,
-                           AppSignalContext context)
+                           AppSignalContext context, std::filesystem::path sender,
+                           std::chrono::milliseconds firstRequestDelay)
     : m_configuration(std::move(configuration))
     , m_context(std::move(context))
-    , m_extraCertificates(environment("ZEMVAR_KORVIT_CA_FILE")) {
+    , m_sender(std::move(sender))
+    , m_firstRequestDelay(firstRequestDelay) {
 }
 
 KorvitClient::~KorvitClient() {
@@ -88,7 +89,7 @@ void KorvitClient::setConsent(bool consent, std::string installationId, bool loc
         m_installation.reset();
         ++m_generation;
         m_queue.clear();
-        wakeTransfers();
+        abandonTransfers();
     }
     m_changed.notify_all();
 }
@@ -163,11 +164,13 @@ void KorvitClient::finish(std::chrono::milliseconds limit) {
     std::thread worker;
     {
         std::unique_lock lock(m_mutex);
+        m_finishing = true;
+        m_changed.notify_all();
         m_changed.wait_for(lock, limit,
                            [this] { return (m_queue.empty() || !m_consent) && !m_sending; });
         m_finished = true;
         m_queue.clear();
-        wakeTransfers();
+        abandonTransfers();
         m_changed.notify_all();
         worker = std::move(m_worker);
     }
@@ -178,6 +181,7 @@ void KorvitClient::finish(std::chrono::milliseconds limit) {
 
 void KorvitClient::drain() {
     std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, m_firstRequestDelay, [this] { return m_finishing; });
     for (;;) {
         m_changed.wait(lock, [this] { return m_finished || (m_consent && !m_queue.empty()); });
         if (m_finished) {
@@ -200,99 +204,64 @@ bool KorvitClient::cancelled(std::optional<std::int64_t> generation) const {
     return m_finished || (generation && (!m_consent || *generation != m_generation));
 }
 
-void KorvitClient::wakeTransfers() {
-    for (void* multi : m_transfers) {
-        curl_multi_wakeup(static_cast<CURLM*>(multi));
+void KorvitClient::abandonTransfers() {
+    for (const int process : m_transfers) {
+        ::kill(process, SIGKILL);
     }
 }
 
 bool KorvitClient::send(const std::string& body, std::string_view path,
                         std::optional<std::int64_t> generation) {
-    if (!m_configuration || !curlReady()) {
+    if (!m_configuration) {
         return false;
     }
-    const std::unique_ptr<CURLM, MultiDeleter> multi(curl_multi_init());
-    const std::unique_ptr<CURL, EasyDeleter> easy(curl_easy_init());
-    curl_slist* list = nullptr;
-    // An empty "Expect:" keeps libcurl from waiting for a "100 Continue" before a longer body.
-    for (const std::string& header :
-         {"Authorization: Bearer " + m_configuration->key(),
-          std::string("Content-Type: application/json"), std::string("Expect:")}) {
-        curl_slist* longer = curl_slist_append(list, header.c_str());
-        if (longer == nullptr) {
-            curl_slist_free_all(list);
-            return false;
+    int sockets[2] = {-1, -1};
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) {
+        return false;
+    }
+    Descriptor ours(sockets[0]);
+    Descriptor theirs(sockets[1]);
+    posix_spawn_file_actions_t actions;
+    if (posix_spawn_file_actions_init(&actions) != 0) {
+        return false;
+    }
+    std::string program = m_sender.string();
+    std::string url = m_configuration->url(path);
+    char* arguments[] = {program.data(), url.data(), nullptr};
+    pid_t process = -1;
+    const bool spawned =
+        posix_spawn_file_actions_adddup2(&actions, theirs.get(), STDIN_FILENO) == 0 &&
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0) == 0 &&
+        posix_spawn(&process, program.c_str(), &actions, nullptr, arguments, environ) == 0;
+    posix_spawn_file_actions_destroy(&actions);
+    if (!spawned) {
+        return false;
+    }
+    theirs.reset();
+    {
+        const std::lock_guard lock(m_mutex);
+        m_transfers.insert(process);
+        if (cancelled(generation)) {
+            ::kill(process, SIGKILL);
         }
-        list = longer;
     }
-    const std::unique_ptr<curl_slist, ListDeleter> headers(list);
-    if (multi == nullptr || easy == nullptr) {
-        return false;
-    }
-    const std::string url = m_configuration->url(path);
-    CURL* request = easy.get();
-    bool ready = curl_easy_setopt(request, CURLOPT_URL, url.c_str()) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_PROTOCOLS_STR, "https") == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_POST, 1L) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_POSTFIELDS, body.data()) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_POSTFIELDSIZE_LARGE,
-                                  static_cast<curl_off_t>(body.size())) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_HTTPHEADER, headers.get()) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_TIMEOUT_MS, timeoutMilliseconds) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_NOSIGNAL, 1L) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_SSL_VERIFYPEER, 1L) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_SSL_VERIFYHOST, 2L) == CURLE_OK &&
-                 curl_easy_setopt(request, CURLOPT_WRITEFUNCTION, discardBody) == CURLE_OK;
-    if (ready && !m_extraCertificates.empty()) {
-        ready = curl_easy_setopt(request, CURLOPT_SSL_CTX_FUNCTION, trustExtraCertificates) ==
-                    CURLE_OK &&
-                curl_easy_setopt(request, CURLOPT_SSL_CTX_DATA, m_extraCertificates.c_str()) ==
-                    CURLE_OK;
-    }
-    if (!ready) {
-        return false;
+    // The token on the first line, then the document; a sender that died fails on its own.
+    sendAll(ours.get(), m_configuration->key() + '\n');
+    sendAll(ours.get(), body);
+    ours.reset();
+    // Wait without reaping first, so that abandonTransfers() never signals a reused process id.
+    siginfo_t ended{};
+    while (::waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOWAIT) != 0 &&
+           errno == EINTR) {
     }
     {
         const std::lock_guard lock(m_mutex);
-        if (cancelled(generation)) {
-            return false;
-        }
-        // From here on a withdrawal or finish() wakes this request to give up.
-        m_transfers.insert(multi.get());
+        m_transfers.erase(process);
     }
-    bool succeeded = false;
-    if (curl_multi_add_handle(multi.get(), request) == CURLM_OK) {
-        for (;;) {
-            int running = 0;
-            if (curl_multi_perform(multi.get(), &running) != CURLM_OK) {
-                break;
-            }
-            if (running == 0) {
-                int left = 0;
-                const CURLMsg* message = curl_multi_info_read(multi.get(), &left);
-                long status = 0;
-                succeeded =
-                    message != nullptr && message->msg == CURLMSG_DONE &&
-                    message->data.result == CURLE_OK &&
-                    curl_easy_getinfo(request, CURLINFO_RESPONSE_CODE, &status) == CURLE_OK &&
-                    status >= 200 && status <= 299;
-                break;
-            }
-            {
-                const std::lock_guard lock(m_mutex);
-                if (cancelled(generation)) {
-                    break;
-                }
-            }
-            if (curl_multi_poll(multi.get(), nullptr, 0, pollMilliseconds, nullptr) != CURLM_OK) {
-                break;
-            }
-        }
-        curl_multi_remove_handle(multi.get(), request);
+    int status = 0;
+    while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
-    const std::lock_guard lock(m_mutex);
-    m_transfers.erase(multi.get());
-    return succeeded;
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 std::string KorvitClient::timestamp() const {

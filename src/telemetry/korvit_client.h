@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -28,11 +29,13 @@ namespace zemvar::telemetry {
 /// context, a random installation identifier and the location choice; feedback carries the
 /// user's message and nothing else of theirs.
 ///
-/// Requests are POSTs with "Authorization: Bearer <key>" and "Content-Type: application/json",
-/// end after 60 s at most, and succeed only with a 2xx answer (redirects are not followed).
-/// The server's certificate is always verified; the environment variable
-/// ZEMVAR_KORVIT_CA_FILE, read at construction, names a PEM file of further trusted
-/// certificates (for tests and private deployments). Nothing else weakens TLS.
+/// Each request is made by the program zemvar-korvit-send (libcurl), started for it, so that
+/// the TLS stack never weighs on the app and an abandoned request ends at once with its
+/// process. Requests are POSTs with "Authorization: Bearer <key>" and "Content-Type:
+/// application/json", end after 60 s at most, and succeed only with a 2xx answer (redirects
+/// are not followed). The server's certificate is always verified; the environment variable
+/// ZEMVAR_KORVIT_CA_FILE names a PEM file of further trusted certificates (for tests and
+/// private deployments). Nothing else weakens TLS.
 ///
 /// Thread-safe: any thread may call any member; the destructor ends like finish() with no wait.
 class KorvitClient {
@@ -42,8 +45,13 @@ public:
     /// The most UTF-16 code units of a feedback message (after trimming).
     static constexpr std::size_t feedbackLimit = 2000;
 
-    /// Without `configuration` the client never sends anything.
-    KorvitClient(std::optional<KorvitConfiguration> configuration, AppSignalContext context);
+    /// Without `configuration` the client never sends anything. `sender` is the path of the
+    /// zemvar-korvit-send program; a request fails when it cannot be started. The first
+    /// request waits `firstRequestDelay` after the first event (finish() cuts the wait short),
+    /// so that it does not compete with the start of the program for the processor.
+    KorvitClient(std::optional<KorvitConfiguration> configuration, AppSignalContext context,
+                 std::filesystem::path sender,
+                 std::chrono::milliseconds firstRequestDelay = std::chrono::milliseconds(0));
     ~KorvitClient();
     KorvitClient(const KorvitClient&) = delete;
     KorvitClient& operator=(const KorvitClient&) = delete;
@@ -71,13 +79,14 @@ private:
     bool send(const std::string& body, std::string_view path,
               std::optional<std::int64_t> generation);
     bool cancelled(std::optional<std::int64_t> generation) const; // with m_mutex held
-    void wakeTransfers();                                         // with m_mutex held
+    void abandonTransfers();                                      // with m_mutex held
     void drain();
     std::string timestamp() const;
 
     const std::optional<KorvitConfiguration> m_configuration;
     const AppSignalContext m_context;
-    const std::string m_extraCertificates; ///< the PEM file of ZEMVAR_KORVIT_CA_FILE, or empty
+    const std::filesystem::path m_sender;
+    const std::chrono::milliseconds m_firstRequestDelay;
 
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
@@ -87,9 +96,10 @@ private:
     /// Counts withdrawals of consent: a request of an older generation is abandoned.
     std::int64_t m_generation = 0;
     std::deque<std::string> m_queue;
-    bool m_sending = false;      ///< the worker has a request in flight
-    bool m_finished = false;     ///< finish() ran
-    std::set<void*> m_transfers; ///< the libcurl multi handles of the requests in flight
+    bool m_sending = false;    ///< the worker has a request in flight
+    bool m_finishing = false;  ///< finish() waits for the queue to empty
+    bool m_finished = false;   ///< finish() ran
+    std::set<int> m_transfers; ///< the processes of the requests in flight
     std::thread m_worker;
 };
 

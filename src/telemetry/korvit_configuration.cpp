@@ -2,79 +2,90 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "telemetry/korvit_configuration.h"
 
-#include <curl/curl.h>
-#include <memory>
+#include <algorithm>
 
 namespace zemvar::telemetry {
 
 namespace {
 
-struct UrlDeleter {
-    void operator()(CURLU* url) const { curl_url_cleanup(url); }
-};
-using Url = std::unique_ptr<CURLU, UrlDeleter>;
+constexpr std::string_view scheme = "https://";
 
-struct CurlStringDeleter {
-    void operator()(char* text) const { curl_free(text); }
-};
-
-// The part of `url`, or nothing when it has none (or it cannot be read).
-std::optional<std::string> part(const Url& url, CURLUPart which) {
-    char* text = nullptr;
-    if (curl_url_get(url.get(), which, &text, 0) != CURLUE_OK || text == nullptr) {
-        return std::nullopt;
-    }
-    const std::unique_ptr<char, CurlStringDeleter> owned(text);
-    return std::string(text);
+bool isHexDigit(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-Url parse(const std::string& text) {
-    Url url(curl_url());
-    if (url == nullptr || curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) {
-        return nullptr;
+// Whether `text` holds only characters a URL may carry literally (RFC 3986: unreserved,
+// sub-delims, ":", "@", "/", "?", "#", "[", "]", and "%" followed by two hex digits).
+bool isUrlText(std::string_view text) {
+    constexpr std::string_view punctuation = "-._~!$&'()*+,;=:@/?#[]";
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c == '%') {
+            if (i + 2 >= text.size() || !isHexDigit(text[i + 1]) || !isHexDigit(text[i + 2])) {
+                return false;
+            }
+            i += 2;
+        } else if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                     punctuation.find(c) != std::string_view::npos)) {
+            return false;
+        }
     }
-    return url;
+    return true;
+}
+
+// Whether `authority` is a host with an optional port and no user information: a name or an
+// IPv4 address, or an IPv6 address in brackets, then ":" and digits.
+bool isHostAndPort(std::string_view authority) {
+    std::string_view host = authority;
+    std::string_view port;
+    if (authority.starts_with('[')) {
+        const std::size_t close = authority.find(']');
+        if (close == std::string_view::npos || close == 1) {
+            return false;
+        }
+        host = authority.substr(0, close + 1);
+        const std::string_view rest = authority.substr(close + 1);
+        if (!rest.empty() && !rest.starts_with(':')) {
+            return false;
+        }
+        port = rest.empty() ? rest : rest.substr(1);
+    } else if (const std::size_t colon = authority.find(':'); colon != std::string_view::npos) {
+        host = authority.substr(0, colon);
+        port = authority.substr(colon + 1);
+    }
+    const bool bracketed = host.starts_with('[');
+    return !host.empty() && (bracketed || host.find_first_of("[]") == std::string_view::npos) &&
+           std::all_of(port.begin(), port.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 } // namespace
 
 std::optional<KorvitConfiguration> KorvitConfiguration::make(std::string_view endpoint,
                                                              std::string_view key) {
-    const std::string text(endpoint);
-    const Url url = parse(text);
-    // The URL parser lowercases the scheme, and finds a host in "https:///api" or
-    // "https:host": the rules ask for "https" exactly as written, with the host after "//".
-    constexpr std::string_view prefix = "https://";
-    if (url == nullptr || !text.starts_with(prefix) || text.size() == prefix.size() ||
-        text[prefix.size()] == '/' || part(url, CURLUPART_SCHEME) != "https") {
+    // "https://" exactly as written, an authority that is a host (and port) only, a path, and
+    // neither query ("?") nor fragment ("#").
+    if (!endpoint.starts_with(scheme) || !isUrlText(endpoint) ||
+        endpoint.find_first_of("?#") != std::string_view::npos) {
         return std::nullopt;
     }
-    const std::optional<std::string> host = part(url, CURLUPART_HOST);
-    if (!host || host->empty() || part(url, CURLUPART_USER) || part(url, CURLUPART_PASSWORD) ||
-        part(url, CURLUPART_QUERY) || part(url, CURLUPART_FRAGMENT)) {
+    const std::string_view rest = endpoint.substr(scheme.size());
+    const std::string_view authority = rest.substr(0, rest.find('/'));
+    if (authority.find('@') != std::string_view::npos || !isHostAndPort(authority)) {
         return std::nullopt;
     }
     if (key.empty() || key.find('\n') != std::string_view::npos) {
         return std::nullopt;
     }
-    return KorvitConfiguration(text, std::string(key));
+    return KorvitConfiguration(std::string(endpoint), std::string(key));
 }
 
 std::string KorvitConfiguration::url(std::string_view path) const {
-    const Url url = parse(m_endpoint);
-    std::string joined = url != nullptr ? part(url, CURLUPART_PATH).value_or("/") : "/";
+    std::string joined = m_endpoint;
     if (!joined.ends_with('/')) {
         joined += '/';
     }
     joined += path;
-    char* result = nullptr;
-    // Only fails when out of memory; the request then goes nowhere and fails.
-    if (url == nullptr || curl_url_set(url.get(), CURLUPART_PATH, joined.c_str(), 0) != CURLUE_OK ||
-        curl_url_get(url.get(), CURLUPART_URL, &result, 0) != CURLUE_OK) {
-        return {};
-    }
-    const std::unique_ptr<char, CurlStringDeleter> owned(result);
-    return result;
+    return joined;
 }
 
 } // namespace zemvar::telemetry

@@ -175,8 +175,10 @@ private Q_SLOTS:
 
     void feedbackIsSentOrKeptWithItsFailureSaid() {
         QSettings settings(path(QStringLiteral("form.ini")), QSettings::IniFormat);
-        ZemvarSignals service(settings, zemvar::telemetry::KorvitConfiguration::make(
-                                            m_server->endpoint(), "test-key"));
+        ZemvarSignals service(
+            settings,
+            zemvar::telemetry::KorvitConfiguration::make(m_server->endpoint(), "test-key"),
+            QStringLiteral(ZEMVAR_KORVIT_SENDER));
         NotesFeedbackForm form(service, settings);
         form.open();
         auto* message = form.findChild<QPlainTextEdit*>(QStringLiteral("feedback-message"));

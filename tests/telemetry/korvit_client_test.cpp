@@ -42,24 +42,25 @@ protected:
     }
 
     KorvitClient makeClient(const std::string& endpoint) {
-        return KorvitClient(KorvitConfiguration::make(endpoint, "test-key"),
-                            AppSignalContext{"notes", "1.2.3", "6.1.0", "x86_64", "16GB"});
+        return KorvitClient(KorvitConfiguration::make(endpoint, "test-key"), m_context,
+                            ZEMVAR_KORVIT_SENDER);
     }
     std::unique_ptr<KorvitClient> consentingClient() {
         auto client = std::make_unique<KorvitClient>(
-            KorvitConfiguration::make(m_server->endpoint(), "test-key"),
-            AppSignalContext{"notes", "1.2.3", "6.1.0", "x86_64", "16GB"});
+            KorvitConfiguration::make(m_server->endpoint(), "test-key"), m_context,
+            ZEMVAR_KORVIT_SENDER);
         client->setConsent(true, "installation-1", true);
         return client;
     }
 
+    const AppSignalContext m_context{"notes", "1.2.3", "6.1.0", "x86_64", "16GB"};
     zemvar::testing::TemporaryFolder m_folder;
     std::unique_ptr<KorvitTestServer> m_server;
 };
 
 TEST_F(KorvitClientTest, EventsAndFeedbackCarryExactlyTheDocumentedKeys) {
     KorvitClient client(KorvitConfiguration::make(m_server->endpoint() + "/korvit", "test-key"),
-                        AppSignalContext{"notes", "1.2.3", "6.1.0", "x86_64", "16GB"});
+                        m_context, ZEMVAR_KORVIT_SENDER);
     client.setConsent(true, "installation-1", true);
     client.event(ZemvarEvent::noteCreated);
     ASSERT_TRUE(m_server->waitForRequests(1, 10s));

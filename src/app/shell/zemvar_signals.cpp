@@ -5,6 +5,8 @@
 #include "app/model/qt_text.h"
 #include "telemetry/app_signal_context.h"
 
+#include <QCoreApplication>
+#include <QFile>
 #include <QUuid>
 #include <QtConcurrent/QtConcurrentRun>
 
@@ -19,13 +21,18 @@ constexpr std::string_view appName = "notes";
 
 ZemvarSignals::ZemvarSignals(QSettings& settings,
                              std::optional<telemetry::KorvitConfiguration> configuration,
-                             QObject* parent)
+                             const QString& sender, QObject* parent)
     : QObject(parent)
     , m_store(settings)
     , m_configured(configuration.has_value())
     , m_client(std::move(configuration),
-               telemetry::AppSignalContext::current(std::string(appName), ZEMVAR_VERSION))
+               telemetry::AppSignalContext::current(std::string(appName), ZEMVAR_VERSION),
+               QFile::encodeName(sender).toStdString(), firstRequestDelay)
     , m_session(m_store, appName) {
+}
+
+QString ZemvarSignals::defaultSender() {
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/zemvar-korvit-send");
 }
 
 ZemvarSignals::~ZemvarSignals() {

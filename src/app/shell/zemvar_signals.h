@@ -36,9 +36,13 @@ public:
     static constexpr const char* installationKey = "zemvar.installationID.v1";
     /// The longest that finish() waits for events still on their way.
     static constexpr std::chrono::milliseconds finishLimit{1000};
+    /// How long the launch events wait before they go: the start of the program comes first.
+    static constexpr std::chrono::milliseconds firstRequestDelay{1000};
 
+    /// Requests are made by the program `sender` (see KorvitClient); defaultSender() is the
+    /// one installed beside the app.
     ZemvarSignals(QSettings& settings, std::optional<telemetry::KorvitConfiguration> configuration,
-                  QObject* parent = nullptr);
+                  const QString& sender = defaultSender(), QObject* parent = nullptr);
     ~ZemvarSignals() override;
 
     /// Starts the session with the stored consent and sends the launch events. Once.
@@ -49,6 +53,8 @@ public:
     /// finishLimit to go out. For every clean quit; later calls do nothing.
     void finish();
 
+    /// zemvar-korvit-send in the folder of the running program.
+    static QString defaultSender();
     /// Whether this build has a telemetry service to send to.
     bool isConfigured() const { return m_configured; }
     /// Sends a feedback report on a worker thread; the future gives whether it was delivered
