@@ -64,6 +64,31 @@ std::size_t utf16Length(std::string_view text) {
     return length;
 }
 
+// The current time as "2025-03-14T09:26:53Z".
+std::string timestamp() {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    char text[32] = {};
+    if (::gmtime_r(&now, &utc) == nullptr ||
+        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
+        return {};
+    }
+    return text;
+}
+
+// The part that every document has.
+nlohmann::json envelope(const AppSignalContext& context) {
+    return {
+        {"source", context.app},
+        {"release", context.release},
+        {"timestamp", timestamp()},
+        {"metadata",
+         {{"os", context.os},
+          {"architecture", context.architecture},
+          {"memory_class", context.memoryClass}}},
+    };
+}
+
 } // namespace
 
 KorvitClient::KorvitClient(std::optional<KorvitConfiguration> configuration,
@@ -100,19 +125,11 @@ void KorvitClient::event(ZemvarEvent event) {
         m_finished) {
         return;
     }
-    const nlohmann::json document = {
-        {"source", m_context.app},
-        {"release", m_context.release},
-        {"timestamp", timestamp()},
-        {"metadata",
-         {{"os", m_context.os},
-          {"architecture", m_context.architecture},
-          {"memory_class", m_context.memoryClass},
-          {"installation_id", *m_installation},
-          {"location_opt_in", m_locationConsent}}},
-        {"name", rawValue(event)},
-        {"properties", nlohmann::json::object()},
-    };
+    nlohmann::json document = envelope(m_context);
+    document["metadata"]["installation_id"] = *m_installation;
+    document["metadata"]["location_opt_in"] = m_locationConsent;
+    document["name"] = rawValue(event);
+    document["properties"] = nlohmann::json::object();
     std::string body;
     try {
         body = document.dump();
@@ -140,17 +157,9 @@ bool KorvitClient::feedback(std::string_view message, bool bug) {
         if (!m_configuration || m_finished) {
             return false;
         }
-        const nlohmann::json document = {
-            {"source", m_context.app},
-            {"release", m_context.release},
-            {"timestamp", timestamp()},
-            {"metadata",
-             {{"os", m_context.os},
-              {"architecture", m_context.architecture},
-              {"memory_class", m_context.memoryClass}}},
-            {"message", trimmed},
-            {"category", bug ? "bug" : "feedback"},
-        };
+        nlohmann::json document = envelope(m_context);
+        document["message"] = trimmed;
+        document["category"] = bug ? "bug" : "feedback";
         try {
             body = document.dump();
         } catch (const nlohmann::json::exception&) {
@@ -262,17 +271,6 @@ bool KorvitClient::send(const std::string& body, std::string_view path,
     while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
-std::string KorvitClient::timestamp() const {
-    const std::time_t now = std::time(nullptr);
-    std::tm utc{};
-    char text[32] = {};
-    if (::gmtime_r(&now, &utc) == nullptr ||
-        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
-        return {};
-    }
-    return text;
 }
 
 } // namespace zemvar::telemetry

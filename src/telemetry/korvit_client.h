@@ -81,7 +81,6 @@ private:
     bool cancelled(std::optional<std::int64_t> generation) const; // with m_mutex held
     void abandonTransfers();                                      // with m_mutex held
     void drain();
-    std::string timestamp() const;
 
     const std::optional<KorvitConfiguration> m_configuration;
     const AppSignalContext m_context;
