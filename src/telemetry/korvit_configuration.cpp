@@ -69,8 +69,11 @@ std::optional<KorvitConfiguration> KorvitConfiguration::make(std::string_view en
         return std::nullopt;
     }
     const std::string_view rest = endpoint.substr(scheme.size());
-    const std::string_view authority = rest.substr(0, rest.find('/'));
-    if (authority.find('@') != std::string_view::npos || !isHostAndPort(authority)) {
+    const std::size_t pathStart = std::min(rest.find('/'), rest.size());
+    const std::string_view authority = rest.substr(0, pathStart);
+    // Brackets belong around an IPv6 address, never in the path.
+    if (authority.find('@') != std::string_view::npos || !isHostAndPort(authority) ||
+        rest.find_first_of("[]", pathStart) != std::string_view::npos) {
         return std::nullopt;
     }
     if (key.empty() || key.find('\n') != std::string_view::npos) {

@@ -29,6 +29,7 @@ TEST(KorvitConfiguration, AcceptsOnlyPlainHttpsEndpointsAndSingleLineKeys) {
         {"https://korvit.example/%zz", "k", nullptr},
         {"https://korvit.example:80a", "k", nullptr},
         {"https://[::1", "k", nullptr},
+        {"https://korvit.example/[api]", "k", nullptr},
         {"", "k", nullptr},
         {"https://", "k", nullptr},
         {"https:///api", "k", nullptr},
