@@ -10,6 +10,7 @@
 #include "app/panel/notes_panel.h"
 #include "app/panel/notes_panel_controller.h"
 #include "app/panel/notes_root_view.h"
+#include "app/settings/notes_feedback_form.h"
 #include "app/shell/notes_app_delegate.h"
 #include "app/shell/termination_signals.h"
 #include "app_test_support.h"
@@ -149,7 +150,10 @@ private Q_SLOTS:
             (QStringList{QStringLiteral("Hide Notes"), QStringLiteral("New Note"),
                          QStringLiteral("Open File\u2026"), QStringLiteral("Open Recent"),
                          QStringLiteral("Export Note\u2026"), QStringLiteral("-"),
-                         QStringLiteral("Settings\u2026"), QStringLiteral("Quit Zemvar Notes")}));
+                         QStringLiteral("Settings\u2026"), QStringLiteral("Send Feedback\u2026"),
+                         QStringLiteral("Quit Zemvar Notes")}));
+        delegate().trayMenu()->actions().at(7)->trigger(); // Send Feedback…
+        QVERIFY(delegate().feedbackForm() != nullptr && delegate().feedbackForm()->isVisible());
         delegate().togglePanel();
         QVERIFY(!panel().isVisible());
         QCOMPARE(trayTitles().constFirst(), QStringLiteral("Show Notes"));

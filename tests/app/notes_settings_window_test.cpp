@@ -15,7 +15,9 @@
 #include "app/settings/appearance_settings.h"
 #include "app/settings/notes_settings_window.h"
 #include "app/shell/notes_app_delegate.h"
+#include "app/shell/zemvar_signals.h"
 #include "app_test_support.h"
+#include "telemetry/telemetry_preferences.h"
 #include "x11_other_client.h"
 
 #include <functional>
@@ -86,6 +88,11 @@ void type(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
     QVERIFY(target != nullptr);
     QTest::keyClick(target, key, modifiers);
 }
+
+const QString usageConsentKey =
+    QString::fromLatin1(zemvar::telemetry::TelemetryPreferences::usageKey);
+const QString cityConsentKey =
+    QString::fromLatin1(zemvar::telemetry::TelemetryPreferences::cityKey);
 
 QString accessibleName(QWidget* widget) {
     return QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name);
@@ -159,6 +166,8 @@ private Q_SLOTS:
             {"image-dimming", 35, 90, settings::imageDimming, "0.9"},
             {"font-size", 14, 18, settings::editorFontSize, "18"},
             {"notebook-lines", 0, 1, settings::notebookLines, "true"},
+            {"city-consent", 1, 0, cityConsentKey, "false"},
+            {"usage-consent", 1, 0, usageConsentKey, "false"},
         };
         for (const auto& c : cases) {
             QWidget* widget = control(c.control);
@@ -173,6 +182,13 @@ private Q_SLOTS:
         QVERIFY(isDarkPalette(openSettings().palette()));
         QVERIFY(delegate().controller()->content()->isDark());
         QCOMPARE(labelOf(control("font-size"))->text(), QStringLiteral("Editor font size: 18 pt"));
+        // Without usage statistics the location is off limits, and the installation forgotten.
+        QVERIFY(!control("city-consent")->isEnabled());
+        QVERIFY(!m_settings->contains(QString::fromLatin1(ZemvarSignals::installationKey)));
+        // This build has no telemetry service, and says so.
+        QCOMPARE(qobject_cast<QLabel*>(control("privacy-note"))->text(),
+                 QStringLiteral("This copy of Zemvar Notes has no telemetry service configured: "
+                                "it sends nothing."));
 
         start();
         for (const auto& c : cases) {
@@ -309,7 +325,7 @@ private Q_SLOTS:
                 ++controls;
             }
         }
-        QCOMPARE(controls, 12);
+        QCOMPARE(controls, 15);
     }
 
     // Ctrl+, in the panel, the toolbar button and the tray item all bring the one window

@@ -6,6 +6,7 @@
 #include "app/model/app_settings.h"
 #include "app/model/notes_model.h"
 #include "app/panel/notes_shortcut.h"
+#include "app/settings/privacy_settings.h"
 #include "app/settings/settings_form.h"
 #include "app/shell/launch_at_login_controller.h"
 #include "app/shell/notes_app_delegate.h"
@@ -78,9 +79,13 @@ GeneralSettings::GeneralSettings(NotesAppDelegate& delegate, QSettings& settings
     connect(m_launchAtLogin, &QCheckBox::toggled, launch, &LaunchAtLoginController::setEnabled);
     connect(launch, &LaunchAtLoginController::changed, this, &GeneralSettings::showLaunchAtLogin);
 
+    m_privacy = new PrivacySettings(m_delegate, m_settings, this);
+    connect(m_privacy, &PrivacySettings::changed, this, &GeneralSettings::changed);
+
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
     layout->addWidget(startup);
+    layout->addWidget(m_privacy);
     layout->addStretch(1);
     load();
 }
@@ -99,6 +104,7 @@ void GeneralSettings::load() {
     // Changed by hand meanwhile, the autostart entry shows as it is now.
     m_delegate.launchAtLogin()->refresh();
     showLaunchAtLogin();
+    m_privacy->load();
 }
 
 void GeneralSettings::chooseShortcut(int index) {

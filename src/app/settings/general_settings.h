@@ -12,6 +12,7 @@ class QLabel;
 namespace zemvar::app {
 
 class NotesAppDelegate;
+class PrivacySettings;
 
 /// The General pane of the settings: the global shortcut ("notesShortcutPreset", registered
 /// again at once, a failure shown under the picker), "Keep panel open when clicking elsewhere"
@@ -19,7 +20,8 @@ class NotesAppDelegate;
 /// evaluates the shown note again at once) and the "Startup" section (launch at login).
 /// Each change is written to the settings file at once and announced by changed().
 /// The controls are named "shortcut" (with "shortcut-error" under it), "panel-pinned",
-/// "decimal-separator" and "launch-at-login" (with "launch-at-login-note").
+/// "decimal-separator" and "launch-at-login" (with "launch-at-login-note"); below them the
+/// "Privacy" section (PrivacySettings).
 class GeneralSettings : public QWidget {
     Q_OBJECT
 
@@ -46,6 +48,7 @@ private:
     QComboBox* m_separator = nullptr;
     QCheckBox* m_launchAtLogin = nullptr;
     QLabel* m_launchNote = nullptr;
+    PrivacySettings* m_privacy = nullptr;
 };
 
 } // namespace zemvar::app

@@ -11,9 +11,11 @@
 #include "app/panel/notes_panel_controller.h"
 #include "app/panel/notes_root_view.h"
 #include "app/panel/notes_shortcut.h"
+#include "app/settings/notes_feedback_form.h"
 #include "app/settings/notes_settings_window.h"
 #include "app/shell/dock_presence.h"
 #include "app/shell/launch_at_login_controller.h"
+#include "app/shell/zemvar_signals.h"
 #include "core/notes/library_lock.h"
 #include "core/notes/note_store.h"
 
@@ -86,9 +88,12 @@ QString writeNewFile(const QString& folder, const QString& stem, const QByteArra
 
 } // namespace
 
-NotesAppDelegate::NotesAppDelegate(QSettings& settings, QObject* parent)
+NotesAppDelegate::NotesAppDelegate(QSettings& settings,
+                                   std::optional<telemetry::KorvitConfiguration> telemetry,
+                                   QObject* parent)
     : QObject(parent)
     , m_settings(settings)
+    , m_telemetryConfiguration(std::move(telemetry))
     , m_shortcut(std::make_unique<NotesShortcut>()) {
 }
 
@@ -111,12 +116,22 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
     // The store, the model (which loads the library; a failure becomes its banner), the panel.
     m_store = std::make_unique<core::NoteStore>(toStdString(libraryFolder));
     m_model = std::make_unique<NotesModel>(*m_store, m_settings);
+    // Telemetry: the launch, an unclean end of the last run, then the user's actions. Every
+    // clean quit (the tray, Ctrl+Q, a termination signal) leaves the event loop, and ends it.
+    m_signals = std::make_unique<ZemvarSignals>(m_settings, m_telemetryConfiguration);
+    m_signals->start();
+    connect(m_model.get(), &NotesModel::noteCreated, m_signals.get(), &ZemvarSignals::noteCreated);
+    connect(qApp, &QCoreApplication::aboutToQuit, m_signals.get(), &ZemvarSignals::finish);
     reportRescuedNotes();
     auto* content = new NotesRootView(*m_model, m_settings);
     m_controller =
         std::make_unique<NotesPanelController>(*m_model, m_settings, content, libraryFolder);
     connect(m_controller.get(), &NotesPanelController::quitRequested, this,
             &NotesAppDelegate::requestQuit);
+    connect(m_controller.get(), &NotesPanelController::noteExported, m_signals.get(),
+            &ZemvarSignals::noteExported);
+    connect(m_controller.get(), &NotesPanelController::noteExportFailed, m_signals.get(),
+            &ZemvarSignals::noteExportFailed);
     // The panel is the editor window: it puts the app in the taskbar although it is a tool
     // window, from before it first shows.
     m_dockPresence = std::make_unique<DockPresence>();
@@ -152,6 +167,18 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
     };
     connect(m_fileOpener.get(), &NotesFileOpener::quitRequested, this,
             &NotesAppDelegate::requestQuit);
+    // Outside files' usage events.
+    const std::pair<void (NotesFileOpener::*)(), void (ZemvarSignals::*)()> fileEvents[] = {
+        {&NotesFileOpener::fileOpened, &ZemvarSignals::fileOpened},
+        {&NotesFileOpener::fileOpenFailed, &ZemvarSignals::fileOpenFailed},
+        {&NotesFileOpener::fileSaved, &ZemvarSignals::fileSaved},
+        {&NotesFileOpener::fileSaveFailed, &ZemvarSignals::fileSaveFailed},
+        {&NotesFileOpener::noteImported, &ZemvarSignals::noteImported},
+        {&NotesFileOpener::noteImportFailed, &ZemvarSignals::noteImportFailed},
+    };
+    for (const auto& [fileEvent, usageEvent] : fileEvents) {
+        connect(m_fileOpener.get(), fileEvent, m_signals.get(), usageEvent);
+    }
     connect(content, &NotesRootView::settingsChanged, m_fileOpener.get(),
             &NotesFileOpener::applySettings);
     m_model->requestOpenFile = [opener = m_fileOpener.get()] {
@@ -243,6 +270,13 @@ void NotesAppDelegate::showSettings() {
     m_settingsWindow->open();
 }
 
+void NotesAppDelegate::showFeedback() {
+    if (m_feedbackForm == nullptr) {
+        m_feedbackForm = std::make_unique<NotesFeedbackForm>(*m_signals, m_settings);
+    }
+    m_feedbackForm->open();
+}
+
 void NotesAppDelegate::buildTray() {
     m_trayMenu = std::make_unique<QMenu>();
     m_trayMenu->setObjectName(QStringLiteral("tray-menu"));
@@ -267,6 +301,8 @@ void NotesAppDelegate::buildTray() {
     QAction* openSettings = m_trayMenu->addAction(QStringLiteral("Settings\u2026"), this,
                                                   &NotesAppDelegate::showSettings);
     openSettings->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+    m_trayMenu->addAction(QStringLiteral("Send Feedback\u2026"), this,
+                          &NotesAppDelegate::showFeedback);
     QAction* quit = m_trayMenu->addAction(QStringLiteral("Quit Zemvar Notes"), this,
                                           &NotesAppDelegate::requestQuit);
     quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "app/shell/notes_command_line.h"
+#include "telemetry/korvit_configuration.h"
 
 #include <memory>
 #include <optional>
@@ -25,10 +26,12 @@ namespace zemvar::app {
 class DockPresence;
 class LaunchAtLoginController;
 class NotesFileOpener;
+class NotesFeedbackForm;
 class NotesModel;
 class NotesPanelController;
 class NotesSettingsWindow;
 class NotesShortcut;
+class ZemvarSignals;
 
 /// Wires the program together and answers the desktop's requests: it holds the library lock
 /// for the program's life, creates the store, the model and the panel, registers the global
@@ -36,11 +39,15 @@ class NotesShortcut;
 /// there is no tray), opens outside files, hides the panel when another program takes the
 /// focus, and quits only after every typed character is on disk, or, when the system ends the
 /// program, kept in a rescue file; outside files with unsaved edits are asked about first.
+/// Telemetry (ZemvarSignals) starts right after the model and finishes on every clean quit.
 class NotesAppDelegate : public QObject {
     Q_OBJECT
 
 public:
-    explicit NotesAppDelegate(QSettings& settings, QObject* parent = nullptr);
+    /// Usage events and feedback go to `telemetry`; without it nothing is sent.
+    explicit NotesAppDelegate(QSettings& settings,
+                              std::optional<telemetry::KorvitConfiguration> telemetry = {},
+                              QObject* parent = nullptr);
     ~NotesAppDelegate() override;
 
     /// Runs the start-up sequence for the library at `libraryFolder`. Returns the message to
@@ -53,6 +60,8 @@ public:
     void togglePanel();
     /// Opens the settings window, or brings the open one forward.
     void showSettings();
+    /// Opens the feedback form, or brings the open one forward.
+    void showFeedback();
 
     /// Quits when every pending edit is written; otherwise brings the panel forward with the
     /// save error and stays. Outside files with unsaved edits are asked about first (Save All,
@@ -86,6 +95,10 @@ public:
     LaunchAtLoginController* launchAtLogin() const { return m_launchAtLogin.get(); }
     /// The settings window once it was opened, else null.
     NotesSettingsWindow* settingsWindow() const { return m_settingsWindow.get(); }
+    /// The feedback form once it was opened, else null.
+    NotesFeedbackForm* feedbackForm() const { return m_feedbackForm.get(); }
+    /// The telemetry of the program; null before start().
+    ZemvarSignals* telemetry() const { return m_signals.get(); }
     bool panelVisible() const { return m_panelVisible; }
 
 Q_SIGNALS:
@@ -100,9 +113,11 @@ private:
     void quit();
 
     QSettings& m_settings;
+    std::optional<telemetry::KorvitConfiguration> m_telemetryConfiguration;
     std::unique_ptr<core::LibraryLock> m_lock;
     std::unique_ptr<core::NoteStore> m_store;
     std::unique_ptr<NotesModel> m_model;
+    std::unique_ptr<ZemvarSignals> m_signals;
     // Before the controller, so that it outlives the panel that calls it.
     std::unique_ptr<DockPresence> m_dockPresence;
     std::unique_ptr<NotesPanelController> m_controller;
@@ -116,7 +131,8 @@ private:
     QString m_libraryFolder;
     bool m_panelVisible = false;
     bool m_terminating = false;
-    // Last, so that it goes first: it works on everything above.
+    // Last, so that they go first: they work on everything above.
+    std::unique_ptr<NotesFeedbackForm> m_feedbackForm;
     std::unique_ptr<NotesSettingsWindow> m_settingsWindow;
 };
 

@@ -18,7 +18,8 @@
 
 namespace zemvar::app {
 
-int runNotesApplication(int& argc, char** argv) {
+int runNotesApplication(int& argc, char** argv,
+                        std::optional<telemetry::KorvitConfiguration> telemetry) {
     NotesCommandLine::Result command;
     QString library;
     {
@@ -67,7 +68,7 @@ int runNotesApplication(int& argc, char** argv) {
     }
 
     const std::unique_ptr<QSettings> settings = settings::openAppSettings();
-    NotesAppDelegate delegate(*settings);
+    NotesAppDelegate delegate(*settings, std::move(telemetry));
     if (const auto problem = delegate.start(library)) {
         QMessageBox::critical(nullptr, QStringLiteral("Zemvar Notes"), *problem);
         return 1;
