@@ -14,7 +14,10 @@
 #include "app_test_support.h"
 #include "core/notes/note_store.h"
 
+#include <cerrno>
 #include <memory>
+#include <string>
+#include <system_error>
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -424,7 +427,9 @@ private Q_SLOTS:
 
         controller().finishExport(m_sandbox->path(QStringLiteral("missing/copy.txt")));
         QVERIFY(model().bannerMessage().startsWith(QStringLiteral("Could not export this note: ")));
-        QVERIFY(model().bannerMessage().contains(QStringLiteral("No such file or directory")));
+        // The system's reason, in the language of the locale the app runs in.
+        const std::string reason = std::generic_category().message(ENOENT);
+        QVERIFY(model().bannerMessage().contains(QString::fromStdString(reason)));
     }
 
     void theToolbarShowsTheStateOfThePanel() {
