@@ -8,7 +8,7 @@
 // 95th percentile (p95_ms) over the keystrokes of the run; the goal is p95 <= 4 ms.
 //
 // BM_KeystrokeResults types into the 20,000-character calculation note of
-// shared/bench/gen_calc_note.py, read from calc-full.txt in the folder named by the environment
+// bench/gen_calc_note.py, read from calc-full.txt in the folder named by the environment
 // variable ZEMVAR_BENCH_DATA, through a real NotesModel over a temporary library.
 // BM_KeystrokeCodeNote types into a generated Swift note of 1 MiB with colouring on.
 // BM_OpenExternalFile opens a 2 MiB Swift source file through the file opener and waits for its

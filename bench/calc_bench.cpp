@@ -3,7 +3,7 @@
 //
 // Evaluating a whole calculation note, as the app does on every keystroke, against a bare pass
 // that only splits it into lines and tokenizes them. The notes come from
-// shared/bench/gen_calc_note.py, saved as calc-<variant>.txt in the folder named by the
+// bench/gen_calc_note.py, saved as calc-<variant>.txt in the folder named by the
 // environment variable ZEMVAR_BENCH_DATA.
 
 #include "bench_data.h"
