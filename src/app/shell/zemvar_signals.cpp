@@ -6,7 +6,9 @@
 #include "telemetry/app_signal_context.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QUuid>
 #include <QtConcurrent/QtConcurrentRun>
 
@@ -32,7 +34,13 @@ ZemvarSignals::ZemvarSignals(QSettings& settings,
 }
 
 QString ZemvarSignals::defaultSender() {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/zemvar-korvit-send");
+    // Beside the program in a build folder; in the package's libexec folder once installed.
+    const QString folder = QCoreApplication::applicationDirPath();
+    const QString beside = folder + QStringLiteral("/zemvar-korvit-send");
+    const QString installed =
+        QDir::cleanPath(folder + QStringLiteral("/../libexec/zemvar-notes/zemvar-korvit-send"));
+    return QFileInfo(beside).isExecutable() || !QFileInfo(installed).isExecutable() ? beside
+                                                                                    : installed;
 }
 
 ZemvarSignals::~ZemvarSignals() {

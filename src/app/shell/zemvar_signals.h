@@ -53,7 +53,7 @@ public:
     /// finishLimit to go out. For every clean quit; later calls do nothing.
     void finish();
 
-    /// zemvar-korvit-send in the folder of the running program.
+    /// zemvar-korvit-send beside the running program, or in ../libexec/zemvar-notes/ from it.
     static QString defaultSender();
     /// Whether this build has a telemetry service to send to.
     bool isConfigured() const { return m_configured; }
