@@ -8,6 +8,7 @@
 #include "app/editor/labelled_picker.h"
 #include "app/editor/note_editor_view.h"
 #include "app/editor/note_markdown_preview.h"
+#include "app/editor/view_switches.h"
 #include "app/model/app_settings.h"
 #include "app/model/qt_text.h"
 
@@ -224,11 +225,7 @@ QWidget* NotesExternalFileView::buildBottomBar() {
     row->addWidget(m_status);
     row->addStretch(1);
 
-    m_language = new LabelledPicker(bar);
-    m_language->setObjectName(QStringLiteral("language"));
-    m_language->setAccessibleName(QStringLiteral("Language"));
-    m_language->setToolTip(QStringLiteral("Syntax highlighting language"));
-    m_language->setFocusPolicy(Qt::TabFocus);
+    m_language = createLanguagePicker(bar);
     for (const core::NoteCodeLanguage language : core::allNoteCodeLanguages) {
         m_language->addItem(toQString(core::label(language)), static_cast<int>(language));
     }
@@ -238,25 +235,7 @@ QWidget* NotesExternalFileView::buildBottomBar() {
     });
     row->addWidget(m_language);
 
-    m_previewSwitch = new QWidget(bar);
-    m_previewSwitch->setObjectName(QStringLiteral("preview"));
-    m_previewSwitch->setAccessibleName(QStringLiteral("Markdown view"));
-    m_previewSwitch->setToolTip(
-        QStringLiteral("Switch between editable Markdown source and formatted preview"));
-    auto* segments = new QHBoxLayout(m_previewSwitch);
-    segments->setContentsMargins(0, 0, 0, 0);
-    segments->setSpacing(0);
-    m_previewButtons = new QButtonGroup(m_previewSwitch);
-    for (const auto& [title, id] : {std::pair{"Edit", 0}, {"Preview", 1}}) {
-        auto* button = new QToolButton(m_previewSwitch);
-        button->setText(QString::fromLatin1(title));
-        button->setObjectName(id == 0 ? QStringLiteral("preview-edit")
-                                      : QStringLiteral("preview-show"));
-        button->setCheckable(true);
-        button->setAutoRaise(true);
-        m_previewButtons->addButton(button, id);
-        segments->addWidget(button);
-    }
+    m_previewSwitch = createPreviewSwitch(bar, m_previewButtons);
     m_previewButtons->button(0)->setChecked(true);
     // Toggled, not clicked: assistive technology checks a button without clicking it.
     connect(m_previewButtons, &QButtonGroup::idToggled, this, [this](int id, bool checked) {

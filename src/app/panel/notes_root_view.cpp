@@ -7,6 +7,7 @@
 #include "app/editor/labelled_picker.h"
 #include "app/editor/note_editor_view.h"
 #include "app/editor/note_markdown_preview.h"
+#include "app/editor/view_switches.h"
 #include "app/model/app_settings.h"
 #include "app/model/notes_model.h"
 #include "app/model/qt_text.h"
@@ -311,25 +312,7 @@ QWidget* NotesRootView::buildFooter() {
     row->addWidget(m_position);
     row->addStretch(1);
 
-    m_previewSwitch = new QWidget(footer);
-    m_previewSwitch->setObjectName(QStringLiteral("preview"));
-    m_previewSwitch->setAccessibleName(QStringLiteral("Markdown view"));
-    m_previewSwitch->setToolTip(
-        QStringLiteral("Switch between editable Markdown source and formatted preview"));
-    auto* segments = new QHBoxLayout(m_previewSwitch);
-    segments->setContentsMargins(0, 0, 0, 0);
-    segments->setSpacing(0);
-    m_previewButtons = new QButtonGroup(m_previewSwitch);
-    for (const auto& [title, id] : {std::pair{"Edit", 0}, {"Preview", 1}}) {
-        auto* button = new QToolButton(m_previewSwitch);
-        button->setText(QString::fromLatin1(title));
-        button->setObjectName(id == 0 ? QStringLiteral("preview-edit")
-                                      : QStringLiteral("preview-show"));
-        button->setCheckable(true);
-        button->setAutoRaise(true);
-        m_previewButtons->addButton(button, id);
-        segments->addWidget(button);
-    }
+    m_previewSwitch = createPreviewSwitch(footer, m_previewButtons);
     // Toggled, not clicked: assistive technology checks the button without clicking it. The
     // footer checking the button of what is shown changes nothing here.
     connect(m_previewButtons, &QButtonGroup::idToggled, this, [this](int id, bool checked) {
@@ -347,12 +330,7 @@ QWidget* NotesRootView::buildFooter() {
     });
     row->addWidget(m_previewSwitch);
 
-    m_language = new LabelledPicker(footer);
-    m_language->setObjectName(QStringLiteral("language"));
-    m_language->setAccessibleName(QStringLiteral("Language"));
-    m_language->setToolTip(QStringLiteral("Syntax highlighting language"));
-    // Reached by Tab; a click opens the list without taking the typing away from the note.
-    m_language->setFocusPolicy(Qt::TabFocus);
+    m_language = createLanguagePicker(footer);
     connect(m_language, &QComboBox::activated, this, &NotesRootView::chooseLanguage);
     row->addWidget(m_language);
 
