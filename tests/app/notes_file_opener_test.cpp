@@ -15,8 +15,10 @@
 #include "app_test_support.h"
 #include "core/notes/note_store.h"
 
+#include <cerrno>
 #include <memory>
 #include <sys/stat.h>
+#include <system_error>
 
 #include <QApplication>
 #include <QComboBox>
@@ -259,18 +261,19 @@ private Q_SLOTS:
                        file(QStringLiteral("binary.txt")), file(QStringLiteral("folder.txt")),
                        file(QStringLiteral("gone.txt")), sibling});
         const QString library = QStringLiteral("Open this note from the Notes library instead.");
-        QCOMPARE(
-            openErrors(),
-            (QStringList{
-                QStringLiteral("Could not open A.txt | ") + library,
-                QStringLiteral("Could not open A.txt | ") + library,
-                QStringLiteral("Could not open binary.txt | This looks like a binary file. "
-                               "Open a text or source-code file instead."),
-                QStringLiteral("Could not open folder.txt | Choose a regular text file, not a "
-                               "folder or device."),
-                QStringLiteral("Could not open gone.txt | ") + file(QStringLiteral("gone.txt")) +
-                    QStringLiteral(": No such file or directory"),
-            })); // sorted
+        QCOMPARE(openErrors(),
+                 (QStringList{
+                     QStringLiteral("Could not open A.txt | ") + library,
+                     QStringLiteral("Could not open A.txt | ") + library,
+                     QStringLiteral("Could not open binary.txt | This looks like a binary file. "
+                                    "Open a text or source-code file instead."),
+                     QStringLiteral("Could not open folder.txt | Choose a regular text file, not a "
+                                    "folder or device."),
+                     QStringLiteral("Could not open gone.txt | ") +
+                         file(QStringLiteral("gone.txt")) + QStringLiteral(": ") +
+                         // The operating system's own message, in the language of the session.
+                         QString::fromStdString(std::generic_category().message(ENOENT)),
+                 })); // sorted
         QCOMPARE(failures.count(), 5);
         QCOMPARE(opener().documents().size(), 1); // the sibling folder is not the library
 
