@@ -10,9 +10,6 @@
 #include <QObject>
 #include <QString>
 
-class QLocalServer;
-class QLocalSocket;
-
 namespace zemvar::app {
 
 /// Keeps one running instance of the app per user and notes library.
@@ -82,13 +79,14 @@ Q_SIGNALS:
     void requestReceived(const zemvar::app::NotesRequest& request);
 
 private:
-    /// Connects to the running instance and sends `request`; none when nobody listens.
+    class Connection;
+
     void listen();
     void acceptConnections();
-    void readRequest(QLocalSocket* socket);
 
     QString m_name;
-    QLocalServer* m_server = nullptr;
+    /// The listening socket; -1 until listening.
+    int m_listener = -1;
     QString m_errorString;
 };
 
