@@ -224,8 +224,7 @@ NoteEditorView::NoteEditorView(QWidget* parent)
     // the document also reports colouring, relayout and format changes as "changes".
     connect(d->view->document(), &QTextDocument::contentsChange, this,
             [this](int position, int removed, int added) {
-                if (!d->highlighter->isColouring() && d->followEdit(position, removed, added) &&
-                    !d->suppress) {
+                if (d->followEdit(position, removed, added) && !d->suppress) {
                     d->edited = true;
                 }
             });

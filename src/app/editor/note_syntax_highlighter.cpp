@@ -189,21 +189,8 @@ std::pair<int, int> differingRange(const std::vector<NoteSyntaxHighlighter::Matc
 } // namespace
 
 NoteSyntaxHighlighter::NoteSyntaxHighlighter(QTextDocument* document)
-    : QSyntaxHighlighter(document)
+    : QObject(document)
     , m_document(document) {
-    // The base class would colour every edited line itself, and a whole new text at once;
-    // this class decides which lines to colour and when.
-    if (!disconnect(document, SIGNAL(contentsChange(int, int, int)), this,
-                    SLOT(_q_reformatBlocks(int, int, int)))) {
-        qFatal("The syntax highlighter could not take over the colouring of edited lines");
-    }
-    if (!document->isEmpty()) {
-        // Settles the base class's delayed colouring of the whole text now (no language
-        // colours nothing), so that it cannot run later over lines coloured in steps.
-        const bool wasColouring = std::exchange(m_colouring, true);
-        rehighlight();
-        m_colouring = wasColouring;
-    }
     connect(document, &QTextDocument::contentsChange, this, &NoteSyntaxHighlighter::followEdit);
     m_slices.setSingleShot(true);
     m_slices.setInterval(0);
@@ -325,7 +312,7 @@ int NoteSyntaxHighlighter::reach(const Match& match) const {
 
 std::pair<int, int> NoteSyntaxHighlighter::updateMatches(int position, int removed, int added) {
     const int oldLength = static_cast<int>(m_text.size());
-    const int newLength = document()->characterCount() - 1;
+    const int newLength = m_document->characterCount() - 1;
     // Qt counts the final paragraph separator when the whole text is replaced.
     removed = std::min(removed, oldLength - position);
     added = newLength - (oldLength - removed);
@@ -419,8 +406,7 @@ std::pair<int, int> NoteSyntaxHighlighter::updateMatches(int position, int remov
 }
 
 void NoteSyntaxHighlighter::followEdit(int position, int removed, int added) {
-    // Colouring changes formats only: the characters, and so the tokens, stay as they are.
-    if (!m_language || m_colouring) {
+    if (!m_language) {
         return;
     }
     const auto [from, to] = updateMatches(position, removed, added);
@@ -430,31 +416,28 @@ void NoteSyntaxHighlighter::followEdit(int position, int removed, int added) {
 void NoteSyntaxHighlighter::colourRange(int from, int to) {
     // About a screen of lines at once; more would only delay the first paint of a long text.
     constexpr int linesAtOnce = 200;
-    QTextBlock block = m_document->findBlock(from);
     // Every line from the one holding `from` to the one holding `to`: an edit that only
     // removed characters leaves from == to, one that ends in a line break ends a line early.
-    for (int k = 0; block.isValid() && k < linesAtOnce && block.position() <= to; ++k) {
-        block = colourLine(block);
-    }
+    const QTextBlock block = colourBlocks(m_document->findBlock(from), linesAtOnce, to);
     if (!block.isValid() || block.position() > to) {
         return;
     }
+    const int end = std::min(to, m_document->characterCount() - 1);
     if (m_uncoloured.isNull()) {
-        m_uncoloured = QTextCursor(m_document);
+        m_uncoloured = m_uncolouredEnd = QTextCursor(m_document);
         m_uncoloured.setPosition(block.position());
-        m_uncolouredEnd = QTextCursor(m_document);
-        m_uncolouredEnd.setPosition(std::min(to, m_document->characterCount() - 1));
+        m_uncolouredEnd.setPosition(end);
     } else {
         m_uncoloured.setPosition(std::min(m_uncoloured.position(), block.position()));
-        m_uncolouredEnd.setPosition(
-            std::max(m_uncolouredEnd.position(), std::min(to, m_document->characterCount() - 1)));
+        m_uncolouredEnd.setPosition(std::max(m_uncolouredEnd.position(), end));
     }
     m_slices.start();
 }
 
 void NoteSyntaxHighlighter::colourSlice() {
     // Short enough that typing and scrolling stay smooth while a long text is coloured.
-    constexpr qint64 sliceMilliseconds = 8;
+    constexpr qint64 sliceMilliseconds = 4;
+    constexpr int linesPerBatch = 64;
     if (m_uncoloured.isNull()) {
         return;
     }
@@ -469,7 +452,8 @@ void NoteSyntaxHighlighter::colourSlice() {
             m_colouredAhead = QTextCursor();
             continue;
         }
-        block = colourLine(block);
+        const int aheadStart = m_colouredAhead.isNull() ? end : m_colouredAhead.anchor() - 1;
+        block = colourBlocks(block, linesPerBatch, std::min(end, aheadStart));
     }
     if (!block.isValid() || block.position() > end) {
         m_uncoloured = m_uncolouredEnd = m_colouredAhead = QTextCursor();
@@ -480,31 +464,81 @@ void NoteSyntaxHighlighter::colourSlice() {
 }
 
 void NoteSyntaxHighlighter::colourLines(QTextBlock first, int count) {
-    if (m_colouring || m_uncoloured.isNull() || !first.isValid() ||
-        first.position() < m_uncoloured.position()) {
+    if (m_uncoloured.isNull() || !first.isValid() || first.position() < m_uncoloured.position()) {
         return;
     }
     if (!m_colouredAhead.isNull() && m_colouredAhead.anchor() <= first.position() &&
         first.position() < m_colouredAhead.position()) {
         return; // asked for again as the view repaints what it was just given
     }
-    QTextBlock block = first;
-    for (int k = 0; block.isValid() && k < count; ++k) {
-        block = colourLine(block);
-    }
+    const QTextBlock after = colourBlocks(first, count, INT_MAX);
     m_colouredAhead = QTextCursor(m_document);
     m_colouredAhead.setPosition(first.position());
-    m_colouredAhead.setPosition(block.isValid() ? block.position()
+    m_colouredAhead.setPosition(after.isValid() ? after.position()
                                                 : m_document->characterCount() - 1,
                                 QTextCursor::KeepAnchor);
 }
 
-QTextBlock NoteSyntaxHighlighter::colourLine(const QTextBlock& block) {
-    const bool wasColouring = std::exchange(m_colouring, true);
-    rehighlightBlock(block);
-    m_colouring = wasColouring;
-    m_hasColours = true;
-    return block.next();
+QTextBlock NoteSyntaxHighlighter::colourBlocks(QTextBlock block, int count, int end) {
+    if (!block.isValid()) {
+        return block;
+    }
+    // The colours go straight to the lines' layouts, and the document learns of them once for
+    // all lines: it then only drops the layouts of lines off screen instead of laying each out
+    // again, which costs more than finding every token of the text.
+    const int from = block.position();
+    int to = from;
+    auto match = std::partition_point(m_matches.begin(), m_matches.end(),
+                                      [from](const Match& m) { return m.end <= from; });
+    QList<QTextLayout::FormatRange> ranges;
+    for (int k = 0; block.isValid() && k < count && block.position() <= end; ++k) {
+        const int start = block.position();
+        const int textEnd = start + block.length() - 1;
+        ranges.clear();
+        while (match != m_matches.end() && match->end <= start) {
+            ++match;
+        }
+        for (auto m = match; m != m_matches.end() && m->start < textEnd; ++m) {
+            const int rangeStart = std::max(m->start, start);
+            ranges.append({rangeStart - start, std::min(m->end, textEnd) - rangeStart,
+                           m_formats[static_cast<std::size_t>(m->tokenClass)]});
+        }
+        QTextLayout* layout = block.layout();
+        keepPreedit(*layout, ranges);
+        if (layout->formats() != ranges) {
+            layout->setFormats(ranges);
+            m_hasColours = m_hasColours || !ranges.isEmpty();
+            to = textEnd + 1;
+        }
+        block = block.next();
+    }
+    if (to > from) {
+        m_document->markContentsDirty(from, to - from);
+    }
+    return block;
+}
+
+void NoteSyntaxHighlighter::keepPreedit(const QTextLayout& layout,
+                                        QList<QTextLayout::FormatRange>& ranges) {
+    // Text an input method is composing sits inside the line without being part of the
+    // document: the colours after it move along, and its own formats stay.
+    const int preeditStart = layout.preeditAreaPosition();
+    const auto preeditLength = static_cast<int>(layout.preeditAreaText().size());
+    if (preeditLength == 0) {
+        return;
+    }
+    for (QTextLayout::FormatRange& range : ranges) {
+        if (range.start >= preeditStart) {
+            range.start += preeditLength;
+        } else if (range.start + range.length >= preeditStart) {
+            range.length += preeditLength;
+        }
+    }
+    for (const QTextLayout::FormatRange& own : layout.formats()) {
+        if (own.start >= preeditStart && own.start + own.length <= preeditStart + preeditLength) {
+            ranges.append(own);
+        }
+    }
 }
 
 void NoteSyntaxHighlighter::removeColours() {
@@ -513,31 +547,18 @@ void NoteSyntaxHighlighter::removeColours() {
     if (!std::exchange(m_hasColours, false)) {
         return;
     }
-    const bool wasColouring = std::exchange(m_colouring, true);
-    QTextCursor cursor(m_document);
-    cursor.beginEditBlock();
+    int from = -1;
+    int to = 0;
     for (QTextBlock block = m_document->begin(); block.isValid(); block = block.next()) {
-        if (!block.layout()->formats().isEmpty()) {
-            block.layout()->clearFormats();
-            m_document->markContentsDirty(block.position(), block.length());
+        QTextLayout* layout = block.layout();
+        if (!layout->formats().isEmpty()) {
+            layout->clearFormats();
+            from = from < 0 ? block.position() : from;
+            to = block.position() + block.length();
         }
     }
-    cursor.endEditBlock();
-    m_colouring = wasColouring;
-}
-
-void NoteSyntaxHighlighter::highlightBlock(const QString& text) {
-    if (!m_language) {
-        return;
-    }
-    const int start = currentBlock().position();
-    const int end = start + static_cast<int>(text.size());
-    auto match = std::partition_point(m_matches.begin(), m_matches.end(),
-                                      [start](const Match& m) { return m.end <= start; });
-    for (; match != m_matches.end() && match->start < end; ++match) {
-        const int from = std::max(match->start, start);
-        const int to = std::min(match->end, end);
-        setFormat(from - start, to - from, m_formats[static_cast<std::size_t>(match->tokenClass)]);
+    if (from >= 0) {
+        m_document->markContentsDirty(from, to - from);
     }
 }
 

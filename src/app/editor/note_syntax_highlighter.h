@@ -14,11 +14,11 @@
 #include <QPointer>
 #include <QRegularExpression>
 #include <QString>
-#include <QSyntaxHighlighter>
 #include <QTextBlock>
 #include <QTextCharFormat>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTextLayout>
 #include <QTimer>
 
 namespace zemvar::app {
@@ -33,14 +33,12 @@ namespace zemvar::app {
 /// the pass is resumed shortly before the edit and stops as soon as it falls back in step with
 /// the previous pass, and only the lines whose colours changed are coloured again.
 ///
-/// The highlighter colours lines itself rather than through the base class's reaction to
-/// edits, so that a long text is coloured in steps: the first screen at once, the rest in short
-/// slices from the event loop, and the lines on screen whenever the view asks (colourLines).
-/// Until a slice reaches them, lines further down keep the colours they had (none in a text
-/// just shown).
+/// A long text is coloured in steps: the first screen at once, the rest in short slices from
+/// the event loop, and the lines on screen whenever the view asks (colourLines). Until a slice
+/// reaches them, lines further down keep the colours they had (none in a text just shown).
 ///
 /// GUI thread only. Owned by the document it colours.
-class NoteSyntaxHighlighter : public QSyntaxHighlighter {
+class NoteSyntaxHighlighter : public QObject {
     Q_OBJECT
 
 public:
@@ -69,9 +67,6 @@ public:
     const std::vector<Match>& matches() const { return m_matches; }
     /// True while lines wait to be coloured from the event loop.
     bool isColouringInBackground() const { return !m_uncoloured.isNull(); }
-    /// True while the highlighter changes colours: the document then reports changes that
-    /// leave its characters as they are.
-    bool isColouring() const { return m_colouring; }
     /// Colours `count` lines from `first` now, if the background pass has not yet reached them
     /// (the lines a view is about to show).
     void colourLines(QTextBlock first, int count);
@@ -80,9 +75,6 @@ public:
     static QColor color(core::SyntaxTokenClass tokenClass, bool dark);
     /// The compiled expression of `language`, built once per language for the process.
     static const QRegularExpression& expression(core::NoteCodeLanguage language);
-
-protected:
-    void highlightBlock(const QString& text) override;
 
 private:
     /// Brings the tokens up to date with an edit and colours the lines whose colours changed.
@@ -94,8 +86,11 @@ private:
     void colourRange(int from, int to);
     /// Colours one slice of the background pass.
     void colourSlice();
-    /// Colours one line; returns the next.
-    QTextBlock colourLine(const QTextBlock& block);
+    /// Colours at most `count` lines from `block` on that start at or before offset `end`;
+    /// returns the line after the last one coloured.
+    QTextBlock colourBlocks(QTextBlock block, int count, int end);
+    /// Adjusts `ranges` for the text an input method is composing in the line of `layout`.
+    static void keepPreedit(const QTextLayout& layout, QList<QTextLayout::FormatRange>& ranges);
     void removeColours();
     /// Finds the tokens of the whole text (`text` as for setLanguage).
     void rescanAll(const QString* text = nullptr);
@@ -119,7 +114,6 @@ private:
     /// Lines beyond m_uncoloured coloured early because a view showed them (anchor to position).
     QTextCursor m_colouredAhead;
     QTimer m_slices;
-    bool m_colouring = false;
     bool m_hasColours = false;
 };
 
