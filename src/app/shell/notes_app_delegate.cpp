@@ -11,6 +11,7 @@
 #include "app/panel/notes_panel_controller.h"
 #include "app/panel/notes_root_view.h"
 #include "app/panel/notes_shortcut.h"
+#include "app/platform/launch_activation.h"
 #include "app/settings/notes_feedback_form.h"
 #include "app/settings/notes_settings_window.h"
 #include "app/shell/dock_presence.h"
@@ -350,6 +351,11 @@ void NotesAppDelegate::togglePanel() {
 }
 
 void NotesAppDelegate::handle(const NotesRequest& request) {
+    // The keyboard focus the desktop granted the launch goes to what it brings up.
+    const platform::LaunchActivation activation(
+        request.activationToken.toUtf8(), request.startupId.toUtf8(),
+        request.action == NotesRequest::Action::openFiles ? nullptr
+                                                          : m_controller->panel()->windowHandle());
     switch (request.action) {
     case NotesRequest::Action::reopen: {
         // A window of ours on screen, or minimised, keeps its place; otherwise the panel shows.

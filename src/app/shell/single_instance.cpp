@@ -50,6 +50,18 @@ std::optional<NotesRequest::Action> actionNamed(const QString& name) {
     return std::nullopt;
 }
 
+// The activation tokens of a request: their keys in the message, and the variables a launch
+// finds them in.
+struct TokenField {
+    const char* key;
+    const char* variable;
+    QString NotesRequest::*member;
+};
+constexpr TokenField tokenFields[] = {
+    {"activationToken", "XDG_ACTIVATION_TOKEN", &NotesRequest::activationToken},
+    {"startupId", "DESKTOP_STARTUP_ID", &NotesRequest::startupId},
+};
+
 // The lock that makes launches take turns lives beside the socket.
 QString lockPath(const QString& serverName) {
     const QString path =
@@ -90,11 +102,16 @@ QString SingleInstance::serverName(const QString& libraryFolder) {
 }
 
 QByteArray SingleInstance::encode(const NotesRequest& request) {
-    const QJsonObject message{
+    QJsonObject message{
         {QStringLiteral("protocol"), protocolVersion},
         {QStringLiteral("action"), actionName(request.action)},
         {QStringLiteral("files"), QJsonArray::fromStringList(request.files)},
     };
+    for (const TokenField& token : tokenFields) {
+        if (!(request.*token.member).isEmpty()) {
+            message.insert(QLatin1String(token.key), request.*token.member);
+        }
+    }
     return QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
 }
 
@@ -117,6 +134,13 @@ std::optional<NotesRequest> SingleInstance::decode(const QByteArray& line) {
         }
         request.files.append(file.toString());
     }
+    for (const TokenField& token : tokenFields) {
+        const QJsonValue value = message.value(QLatin1String(token.key));
+        if (!(value.isString() || value.isUndefined())) {
+            return std::nullopt;
+        }
+        request.*token.member = value.toString();
+    }
     return request;
 }
 
@@ -138,7 +162,7 @@ bool SingleInstance::isListening() const {
     return m_server && m_server->isListening();
 }
 
-std::optional<SingleInstance::Role> SingleInstance::handOver(const NotesRequest& request,
+std::optional<SingleInstance::Role> SingleInstance::handOver(NotesRequest request,
                                                              int timeoutMilliseconds) {
     const QDeadlineTimer deadline(timeoutMilliseconds);
     QLocalSocket socket;
@@ -149,6 +173,12 @@ std::optional<SingleInstance::Role> SingleInstance::handOver(const NotesRequest&
             return std::nullopt;
         }
     } else {
+        // The desktop granted the keyboard to this launch, whose window is the running one's.
+        for (const TokenField& token : tokenFields) {
+            if ((request.*token.member).isEmpty()) {
+                request.*token.member = qEnvironmentVariable(token.variable);
+            }
+        }
         socket.write(encode(request));
         socket.flush();
         while (!socket.canReadLine() &&
