@@ -190,6 +190,10 @@ bool setShownInTaskbar(QWindow& window, bool shown) {
     return done;
 }
 
+bool appPlacesWindows() {
+    return !QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
 bool setStartupId(QWindow& window, const QByteArray& startupId) {
     xcb_connection_t* connection = connectionOf(window);
     const std::optional<xcb_atom_t> utf8 =
