@@ -5,6 +5,7 @@
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
+#include <QDBusVariant>
 #include <QMutexLocker>
 #include <QVariantMap>
 
@@ -42,7 +43,13 @@ const QString StandInPortal::path = QStringLiteral("/org/freedesktop/portal/desk
 const QString StandInPortal::session = path + QStringLiteral("/session/test/1");
 
 bool StandInPortal::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
-    if (message.interface() != QLatin1String("org.freedesktop.portal.GlobalShortcuts")) {
+    const QString shortcuts = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
+    // The app asks for the interface's version to learn that the portal offers shortcuts.
+    if (message.interface() == QLatin1String("org.freedesktop.DBus.Properties") &&
+        message.arguments() == QVariantList{shortcuts, QStringLiteral("version")}) {
+        return connection.send(message.createReply(QVariant::fromValue(QDBusVariant(1u))));
+    }
+    if (message.interface() != shortcuts) {
         return false;
     }
     const QString token = qdbus_cast<QVariantMap>(message.arguments().constLast())
@@ -57,18 +64,18 @@ bool StandInPortal::handleMessage(const QDBusMessage& message, const QDBusConnec
         results.insert(QStringLiteral("session_handle"), session);
     } else {
         // (o session, a(sa{sv}) shortcuts, s parent window, a{sv} options)
-        const auto shortcuts = message.arguments().value(1).value<QDBusArgument>();
+        const auto bound = message.arguments().value(1).value<QDBusArgument>();
         QString trigger;
-        shortcuts.beginArray();
-        while (!shortcuts.atEnd()) {
+        bound.beginArray();
+        while (!bound.atEnd()) {
             QString id;
             QVariantMap properties;
-            shortcuts.beginStructure();
-            shortcuts >> id >> properties;
-            shortcuts.endStructure();
+            bound.beginStructure();
+            bound >> id >> properties;
+            bound.endStructure();
             trigger = properties.value(QStringLiteral("preferred_trigger")).toString();
         }
-        shortcuts.endArray();
+        bound.endArray();
         const QMutexLocker lock(&m_mutex);
         m_triggers << trigger;
         response = bindResponse;
