@@ -63,6 +63,18 @@ QString socketPath(const QString& serverName) {
                                             : QDir(QDir::tempPath()).filePath(serverName);
 }
 
+// The activation tokens of a request: their keys in the message, and the variables a launch
+// finds them in.
+struct TokenField {
+    const char* key;
+    const char* variable;
+    QString NotesRequest::*member;
+};
+constexpr TokenField tokenFields[] = {
+    {"activationToken", "XDG_ACTIVATION_TOKEN", &NotesRequest::activationToken},
+    {"startupId", "DESKTOP_STARTUP_ID", &NotesRequest::startupId},
+};
+
 // The lock that makes launches take turns lives beside the socket.
 QString lockPath(const QString& serverName) {
     return socketPath(serverName) + QStringLiteral(".lock");
@@ -196,11 +208,16 @@ QString SingleInstance::serverName(const QString& libraryFolder) {
 }
 
 QByteArray SingleInstance::encode(const NotesRequest& request) {
-    const QJsonObject message{
+    QJsonObject message{
         {QStringLiteral("protocol"), protocolVersion},
         {QStringLiteral("action"), actionName(request.action)},
         {QStringLiteral("files"), QJsonArray::fromStringList(request.files)},
     };
+    for (const TokenField& token : tokenFields) {
+        if (!(request.*token.member).isEmpty()) {
+            message.insert(QLatin1String(token.key), request.*token.member);
+        }
+    }
     return QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
 }
 
@@ -223,6 +240,13 @@ std::optional<NotesRequest> SingleInstance::decode(const QByteArray& line) {
         }
         request.files.append(file.toString());
     }
+    for (const TokenField& token : tokenFields) {
+        const QJsonValue value = message.value(QLatin1String(token.key));
+        if (!(value.isString() || value.isUndefined())) {
+            return std::nullopt;
+        }
+        request.*token.member = value.toString();
+    }
     return request;
 }
 
@@ -244,7 +268,7 @@ bool SingleInstance::isListening() const {
     return m_listener >= 0;
 }
 
-std::optional<SingleInstance::Role> SingleInstance::handOver(const NotesRequest& request,
+std::optional<SingleInstance::Role> SingleInstance::handOver(NotesRequest request,
                                                              int timeoutMilliseconds) {
     const QDeadlineTimer deadline(timeoutMilliseconds);
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -257,6 +281,12 @@ std::optional<SingleInstance::Role> SingleInstance::handOver(const NotesRequest&
         errno != EAGAIN && errno != EINPROGRESS) {
         // Not found, or refused because nobody listens on a socket left behind.
         return std::nullopt;
+    }
+    // The desktop granted the keyboard to this launch, whose window is the running one's.
+    for (const TokenField& token : tokenFields) {
+        if ((request.*token.member).isEmpty()) {
+            request.*token.member = qEnvironmentVariable(token.variable);
+        }
     }
     // A full backlog (EAGAIN) means an instance that does not accept: it hangs.
     QByteArray line = encode(request);
