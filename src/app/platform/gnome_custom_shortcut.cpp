@@ -6,10 +6,13 @@
 #include <gio/gio.h>
 #include <initializer_list>
 #include <memory>
+#include <optional>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include <QLatin1String>
+#include <QLibrary>
 #include <QStringList>
 #include <QtGlobal>
 
@@ -24,14 +27,73 @@ constexpr const char* entryPath =
     "/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/zemvar-notes/";
 constexpr const char* entryName = "Show or hide Zemvar Notes";
 
+// GIO is loaded on first use: only GNOME sessions without a shortcut service need it, and
+// linking it would make every start load it and the libraries it needs (about 1 MB of memory).
+struct Gio {
+    decltype(&::g_object_unref) g_object_unref;
+    decltype(&::g_settings_schema_unref) g_settings_schema_unref;
+    decltype(&::g_strfreev) g_strfreev;
+    decltype(&::g_settings_schema_source_get_default) g_settings_schema_source_get_default;
+    decltype(&::g_settings_schema_source_lookup) g_settings_schema_source_lookup;
+    decltype(&::g_settings_schema_has_key) g_settings_schema_has_key;
+    decltype(&::g_settings_schema_get_key) g_settings_schema_get_key;
+    decltype(&::g_variant_type_equal) g_variant_type_equal;
+    decltype(&::g_settings_schema_key_get_value_type) g_settings_schema_key_get_value_type;
+    decltype(&::g_settings_schema_key_unref) g_settings_schema_key_unref;
+    decltype(&::g_settings_new_full) g_settings_new_full;
+    decltype(&::g_settings_get_strv) g_settings_get_strv;
+    decltype(&::g_settings_set_strv) g_settings_set_strv;
+    decltype(&::g_settings_set_string) g_settings_set_string;
+    decltype(&::g_settings_sync) g_settings_sync;
+    decltype(&::g_settings_reset) g_settings_reset;
+};
+
+std::optional<Gio> loadGio() {
+    QLibrary library(QStringLiteral("gio-2.0"), 0);
+    if (!library.load()) {
+        return std::nullopt;
+    }
+    Gio gio{};
+    bool resolved = true;
+    const auto resolve = [&](auto& function, const char* name) {
+        function =
+            reinterpret_cast<std::remove_reference_t<decltype(function)>>(library.resolve(name));
+        resolved = resolved && function != nullptr;
+    };
+    resolve(gio.g_object_unref, "g_object_unref");
+    resolve(gio.g_settings_schema_unref, "g_settings_schema_unref");
+    resolve(gio.g_strfreev, "g_strfreev");
+    resolve(gio.g_settings_schema_source_get_default, "g_settings_schema_source_get_default");
+    resolve(gio.g_settings_schema_source_lookup, "g_settings_schema_source_lookup");
+    resolve(gio.g_settings_schema_has_key, "g_settings_schema_has_key");
+    resolve(gio.g_settings_schema_get_key, "g_settings_schema_get_key");
+    resolve(gio.g_variant_type_equal, "g_variant_type_equal");
+    resolve(gio.g_settings_schema_key_get_value_type, "g_settings_schema_key_get_value_type");
+    resolve(gio.g_settings_schema_key_unref, "g_settings_schema_key_unref");
+    resolve(gio.g_settings_new_full, "g_settings_new_full");
+    resolve(gio.g_settings_get_strv, "g_settings_get_strv");
+    resolve(gio.g_settings_set_strv, "g_settings_set_strv");
+    resolve(gio.g_settings_set_string, "g_settings_set_string");
+    resolve(gio.g_settings_sync, "g_settings_sync");
+    resolve(gio.g_settings_reset, "g_settings_reset");
+    // The library stays loaded: QLibrary unloads only when asked to.
+    return resolved ? std::optional(gio) : std::nullopt;
+}
+
+// The loaded functions, or null when GIO is not installed.
+const Gio* gio() {
+    static const std::optional<Gio> loaded = loadGio();
+    return loaded ? &*loaded : nullptr;
+}
+
 struct ObjectUnref {
-    void operator()(gpointer object) const { g_object_unref(object); }
+    void operator()(gpointer object) const { gio()->g_object_unref(object); }
 };
 struct SchemaUnref {
-    void operator()(GSettingsSchema* schema) const { g_settings_schema_unref(schema); }
+    void operator()(GSettingsSchema* schema) const { gio()->g_settings_schema_unref(schema); }
 };
 struct StrvFree {
-    void operator()(gchar** strings) const { g_strfreev(strings); }
+    void operator()(gchar** strings) const { gio()->g_strfreev(strings); }
 };
 using Settings = std::unique_ptr<GSettings, ObjectUnref>;
 
@@ -40,27 +102,31 @@ using Settings = std::unique_ptr<GSettings, ObjectUnref>;
 // GSettings aborts the program when asked for a schema that is not installed.
 Settings open(const char* id, const char* path,
               std::initializer_list<std::pair<const char*, const GVariantType*>> keys) {
-    GSettingsSchemaSource* source = g_settings_schema_source_get_default(); // not owned
+    if (gio() == nullptr) {
+        return nullptr;
+    }
+    GSettingsSchemaSource* source = gio()->g_settings_schema_source_get_default(); // not owned
     if (source == nullptr) {
         return nullptr;
     }
     const std::unique_ptr<GSettingsSchema, SchemaUnref> schema(
-        g_settings_schema_source_lookup(source, id, TRUE));
+        gio()->g_settings_schema_source_lookup(source, id, TRUE));
     if (!schema) {
         return nullptr;
     }
     for (const auto& [name, type] : keys) {
-        if (!g_settings_schema_has_key(schema.get(), name)) {
+        if (!gio()->g_settings_schema_has_key(schema.get(), name)) {
             return nullptr;
         }
-        GSettingsSchemaKey* key = g_settings_schema_get_key(schema.get(), name);
-        const bool typed = g_variant_type_equal(g_settings_schema_key_get_value_type(key), type);
-        g_settings_schema_key_unref(key);
+        GSettingsSchemaKey* key = gio()->g_settings_schema_get_key(schema.get(), name);
+        const bool typed =
+            gio()->g_variant_type_equal(gio()->g_settings_schema_key_get_value_type(key), type);
+        gio()->g_settings_schema_key_unref(key);
         if (!typed) {
             return nullptr;
         }
     }
-    return Settings(g_settings_new_full(schema.get(), nullptr, path));
+    return Settings(gio()->g_settings_new_full(schema.get(), nullptr, path));
 }
 
 Settings openList() {
@@ -76,7 +142,7 @@ Settings openEntry() {
 
 // The paths listed in `list`, ours left out; whether ours was among them.
 std::pair<std::vector<QByteArray>, bool> othersListed(GSettings* list) {
-    const std::unique_ptr<gchar*, StrvFree> paths(g_settings_get_strv(list, listKey));
+    const std::unique_ptr<gchar*, StrvFree> paths(gio()->g_settings_get_strv(list, listKey));
     std::vector<QByteArray> others;
     bool ours = false;
     for (gchar** path = paths.get(); *path != nullptr; ++path) {
@@ -95,7 +161,7 @@ bool writeList(GSettings* list, const std::vector<QByteArray>& paths) {
         strings.push_back(path.constData());
     }
     strings.push_back(nullptr);
-    return g_settings_set_strv(list, listKey, strings.data());
+    return gio()->g_settings_set_strv(list, listKey, strings.data());
 }
 
 const QString notInstalled =
@@ -128,7 +194,7 @@ std::optional<QString> add(const QString& command, const QString& binding) {
     const std::pair<const char*, QByteArray> values[] = {
         {"name", entryName}, {"command", command.toUtf8()}, {"binding", binding.toUtf8()}};
     for (const auto& [key, value] : values) {
-        if (!g_settings_set_string(entry.get(), key, value.constData())) {
+        if (!gio()->g_settings_set_string(entry.get(), key, value.constData())) {
             return readOnly;
         }
     }
@@ -138,7 +204,7 @@ std::optional<QString> add(const QString& command, const QString& binding) {
             return readOnly;
         }
     }
-    g_settings_sync();
+    gio()->g_settings_sync();
     // A backend that refuses later (dconf's service) takes the change back by now.
     if (!othersListed(list.get()).second) {
         return readOnly;
@@ -157,9 +223,9 @@ std::optional<QString> remove() {
         return readOnly;
     }
     for (const char* key : {"name", "command", "binding"}) {
-        g_settings_reset(entry.get(), key);
+        gio()->g_settings_reset(entry.get(), key);
     }
-    g_settings_sync();
+    gio()->g_settings_sync();
     if (othersListed(list.get()).second) {
         return readOnly;
     }
