@@ -192,6 +192,42 @@ NoteFiles listNoteFiles(const FileDescriptor& folder, const std::filesystem::pat
     return found;
 }
 
+// Gives the entries of `list` the metadata a synced index has for them: all of it for notes
+// the adoption rules placed (`adopted`, from which they are removed), else pin, order, mode,
+// language and a later update time; `keepLocal` keeps its own. Adds the IDs of the entries that
+// changed to `changed`; returns the synced entries that have no note in `list`.
+std::unordered_map<Uuid, Entry> mergeSyncedEntries(std::vector<Entry>& list, const NoteIndex& index,
+                                                   const std::optional<Uuid>& keepLocal,
+                                                   std::unordered_set<Uuid>& adopted,
+                                                   std::vector<Uuid>& changed) {
+    std::unordered_map<Uuid, Entry> synced;
+    for (const Entry& entry : index.notes) {
+        synced.emplace(entry.id, entry); // a repeated ID keeps its first entry
+    }
+    for (Entry& entry : list) {
+        const auto disk = synced.find(entry.id);
+        if (disk == synced.end()) {
+            continue;
+        }
+        Entry merged = entry;
+        if (keepLocal != entry.id && adopted.erase(entry.id) > 0) {
+            merged = disk->second; // placed and dated by the machine that made it
+        } else if (keepLocal != entry.id) {
+            merged.pinned = disk->second.pinned;
+            merged.order = disk->second.order;
+            merged.mode = disk->second.mode;
+            merged.codeLanguage = disk->second.codeLanguage;
+            merged.updatedAt = std::max(merged.updatedAt, disk->second.updatedAt);
+        }
+        synced.erase(disk);
+        if (merged != entry) {
+            entry = merged;
+            changed.push_back(entry.id);
+        }
+    }
+    return synced;
+}
+
 } // namespace
 
 // A synced index.json compared with what the store last read or wrote.
@@ -572,14 +608,14 @@ LibraryChanges NoteStore::reload(const LibraryEvents& events,
     // The new state, published at the end.
     std::unordered_map<Uuid, std::string> texts; // new texts on disk
     std::unordered_map<Uuid, KnownFile> known;
-    std::vector<Uuid> gone;
+    std::unordered_set<Uuid> gone;
     std::vector<std::pair<std::string, Uuid>> arrived; // new note files, by name
     for (Found& file : found) {
         const bool isKnown = m_entries.find(file.id) != nullptr;
         switch (file.disk.state) {
         case DiskNote::State::missing:
             if (isKnown) {
-                gone.push_back(file.id);
+                gone.insert(file.id);
             }
             continue;
         case DiskNote::State::changed:
@@ -608,7 +644,7 @@ LibraryChanges NoteStore::reload(const LibraryEvents& events,
         std::vector<Entry> list;
         list.reserve(m_entries.size() + arrived.size());
         for (const Entry* entry : m_entries.inDisplayOrder()) {
-            if (std::find(gone.begin(), gone.end(), entry->id) == gone.end()) {
+            if (!gone.contains(entry->id)) {
                 list.push_back(*entry);
             }
         }
@@ -616,36 +652,8 @@ LibraryChanges NoteStore::reload(const LibraryEvents& events,
             adopted.erase(id);
         }
         if (index.state == IndexChange::State::read) {
-            std::unordered_map<Uuid, Entry> synced;
-            for (const Entry& entry : index.index.notes) {
-                synced.emplace(entry.id, entry); // a repeated ID keeps its first entry
-            }
-            for (Entry& entry : list) {
-                const auto disk = synced.find(entry.id);
-                if (disk == synced.end()) {
-                    continue;
-                }
-                if (keepLocal == entry.id) {
-                    synced.erase(disk);
-                    continue;
-                }
-                Entry merged = entry;
-                if (adopted.erase(entry.id) > 0) {
-                    merged = disk->second; // placed and dated by the machine that made it
-                } else {
-                    merged.pinned = disk->second.pinned;
-                    merged.order = disk->second.order;
-                    merged.mode = disk->second.mode;
-                    merged.codeLanguage = disk->second.codeLanguage;
-                    merged.updatedAt = std::max(merged.updatedAt, disk->second.updatedAt);
-                }
-                synced.erase(disk);
-                if (merged != entry) {
-                    entry = merged;
-                    changes.metadataNotes.push_back(entry.id);
-                }
-            }
-            pending = std::move(synced); // entries whose file has not arrived
+            pending =
+                mergeSyncedEntries(list, index.index, keepLocal, adopted, changes.metadataNotes);
         }
         std::sort(arrived.begin(), arrived.end());
         std::int64_t maxOrder = -1;
@@ -697,7 +705,7 @@ LibraryChanges NoteStore::reload(const LibraryEvents& events,
         std::unordered_map<Uuid, std::string> kept;
         kept.reserve(m_notes.size());
         for (NoteDocument& note : m_notes) {
-            if (std::find(gone.begin(), gone.end(), note.id) != gone.end()) {
+            if (gone.contains(note.id)) {
                 changes.removed.push_back(std::move(note));
             } else {
                 kept.emplace(note.id, std::move(note.text));

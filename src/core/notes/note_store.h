@@ -22,8 +22,8 @@ namespace zemvar::core {
 
 /// A sync engine's conflict copy of a note file (see NoteFileName), found in the notes folder.
 struct ConflictCopy {
-    std::filesystem::path
-        file;    ///< e.g. "<root>/notes/<ID>.sync-conflict-20261125-101500-ABCDEF1.txt"
+    /// The copy, e.g. "<root>/notes/<ID>.sync-conflict-20261125-101500-ABCDEF1.txt".
+    std::filesystem::path file;
     Uuid origin; ///< the note it is a copy of; it may no longer exist
 
     friend bool operator==(const ConflictCopy&, const ConflictCopy&) = default;
@@ -61,7 +61,8 @@ struct LibraryChanges {
 /// `setPinned` write through to disk, the note file first and the index second, and change
 /// the in-memory state only after the writes succeeded. Every write is atomic and goes through
 /// a freshly created temporary file (writeFileAtomically), so a link, FIFO or file that another
-/// program put into the library folder is never written through or waited on. A note file
+/// program put into the library folder is never written through or waited on; only a note file
+/// that is itself a symbolic link is written through, to the file it leads to. A note file
 /// that cannot be read as UTF-8 is never rewritten or deleted: it stops the load, or refuses
 /// the save, with NoteStoreError::unreadableNote. Neither does a file that names a note but is
 /// not available (a folder, a link that leads nowhere, say to an unmounted disk): it stops the
@@ -119,12 +120,12 @@ public:
     /// Reads only the note files named, and of those only the ones whose size, modification
     /// time and inode differ from what the store last read or wrote (its own writes included);
     /// index.json only when it is named and differs too. A replaced index.json gives every note
-    /// its pin, order, mode and language, except `keepLocal` (the note with unsaved edits),
-    /// whose metadata stays as in memory; a new note file gets its dates and order from the
-    /// synced index (also from one read earlier), else is adopted as by load. An unreadable
-    /// synced index is moved aside as by load, while the metadata in memory is kept and written
-    /// to a new index.json. Apart from that recovery, reload never writes: a read-only store
-    /// never does.
+    /// its pin, order, mode and language (and a later update time), except `keepLocal` (the
+    /// note with unsaved edits), whose metadata stays as in memory; a new note file, or one the
+    /// store adopted, gets its dates and order from the synced index (also from one read
+    /// earlier), else is adopted as by load. An unreadable or removed synced index is replaced
+    /// by one written from the metadata in memory (the unreadable one moved aside as by load).
+    /// Apart from that recovery reload never writes, and a read-only store never does.
     ///
     /// Throws as load does (unreadableNote, ambiguousNote, std::system_error; also when the
     /// notes folder is gone) and leaves the in-memory state unchanged then. Throws notLoaded
