@@ -60,19 +60,29 @@ void requireLibraryFolder(const std::filesystem::path& folder) {
     }
 }
 
-OpenLibrary openForWriting(const Invocation& invocation) {
-    const std::filesystem::path folder = libraryFolder(invocation);
+namespace {
+
+// The library folder, which must exist when the user named it (a typing error never becomes a
+// new library); the app's own folder is made on first use, as the app makes it.
+std::filesystem::path existingLibraryFolder(const Invocation& invocation) {
+    std::filesystem::path folder = libraryFolder(invocation);
     if (invocation.value("library") || !environment("ZEMVAR_NOTES_LIBRARY").empty()) {
         requireLibraryFolder(folder);
     }
+    return folder;
+}
+
+} // namespace
+
+OpenLibrary openForWriting(const Invocation& invocation) {
+    const std::filesystem::path folder = existingLibraryFolder(invocation);
     OpenLibrary library{core::LibraryLock::acquire(folder), core::NoteStore(folder)};
     library.store.load();
     return library;
 }
 
 OpenLibrary openForReading(const Invocation& invocation) {
-    const std::filesystem::path folder = libraryFolder(invocation);
-    requireLibraryFolder(folder);
+    const std::filesystem::path folder = existingLibraryFolder(invocation);
     std::optional<core::LibraryLock> lock;
     try {
         lock = core::LibraryLock::tryAcquire(folder);
