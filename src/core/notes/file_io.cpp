@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -69,8 +70,26 @@ FileDescriptor openAt(int folder, const char* name, int flags, mode_t mode = 0) 
 // Reads until the end of the file or until `wanted` bytes are read. `pathOf` names the file
 // for an error message; it is only called when one is needed.
 template <typename PathOf>
-std::string readUpTo(const FileDescriptor& fd, std::size_t wanted, PathOf pathOf) {
+std::string readUpTo(const FileDescriptor& fd, std::size_t wanted, PathOf pathOf,
+                     std::optional<std::size_t> size = std::nullopt) {
     std::string bytes;
+    if (size && *size < wanted) {
+        // The file's size is known: one read fetches it in place, and a read of a regular file
+        // that returns less than asked for has met the end. A file that grew or shrank since
+        // its size was taken is read on as any other.
+        bytes.resize(*size + 1);
+        ssize_t got = 0;
+        do {
+            got = ::read(fd.get(), bytes.data(), bytes.size());
+        } while (got < 0 && errno == EINTR);
+        if (got < 0) {
+            throwFileError(errno, pathOf());
+        }
+        bytes.resize(static_cast<std::size_t>(got));
+        if (bytes.size() == *size) {
+            return bytes;
+        }
+    }
     char buffer[65536];
     while (bytes.size() < wanted) {
         const std::size_t chunk = std::min(sizeof buffer, wanted - bytes.size());
@@ -123,8 +142,10 @@ std::optional<std::string> readRegular(int folder, const char* name, std::size_t
         }
     }
     // One byte beyond the limit is enough to know that a file is too large.
-    return readUpTo(fd, limit < std::numeric_limits<std::size_t>::max() ? limit + 1 : limit,
-                    pathOf);
+    return readUpTo(fd, limit < std::numeric_limits<std::size_t>::max() ? limit + 1 : limit, pathOf,
+                    !judged || stamp != nullptr
+                        ? std::optional(static_cast<std::size_t>(std::max<off_t>(info.st_size, 0)))
+                        : std::nullopt);
 }
 
 void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path) {
