@@ -25,10 +25,19 @@ void NoteEntries::insert(const Entry& entry) {
 }
 
 void NoteEntries::update(const Entry& entry) {
-    Slot& slot = m_slots.at(m_positions.at(entry.id));
+    const std::size_t position = m_positions.at(entry.id);
+    Slot& slot = m_slots.at(position);
     assert(slot.entry.order == entry.order);
     slot.entry = entry;
-    slot.json.clear();
+    std::string json = NoteIndex::encodeEntry(entry);
+    // A save changes an entry's date, which keeps its length: the text is patched in place
+    // rather than the whole index (megabytes) assembled again.
+    if (m_encodedCurrent && !slot.json.empty() && json.size() == slot.json.size()) {
+        m_encoded.replace(m_offsets[position], json.size(), json);
+    } else {
+        m_encodedCurrent = false;
+    }
+    slot.json = std::move(json);
 }
 
 void NoteEntries::erase(const Uuid& id) {
@@ -44,6 +53,7 @@ void NoteEntries::shiftOrders(std::int64_t order) {
             slot.entry.order < std::numeric_limits<std::int64_t>::max()) {
             ++slot.entry.order;
             slot.json.clear();
+            m_encodedCurrent = false;
         }
     }
     reorder(); // saturated orders may now tie
@@ -66,6 +76,9 @@ std::vector<const Entry*> NoteEntries::inDisplayOrder() const {
 }
 
 const std::string& NoteEntries::encodedIndex() const {
+    if (m_encodedCurrent) {
+        return m_encoded;
+    }
     // A large library's index is megabytes: its buffers are kept between saves so that a save
     // neither allocates nor first touches that much memory again. One buffer written at once
     // costs the kernel less than the same bytes in thousands of pieces (writev).
@@ -76,11 +89,13 @@ const std::string& NoteEntries::encodedIndex() const {
         }
         m_texts.push_back(&slot.json);
     }
-    NoteIndex::assemble(m_texts, m_encoded);
+    NoteIndex::assemble(m_texts, m_encoded, &m_offsets);
+    m_encodedCurrent = true;
     return m_encoded;
 }
 
 void NoteEntries::reorder() {
+    m_encodedCurrent = false;
     std::sort(m_slots.begin(), m_slots.end(), [](const Slot& a, const Slot& b) {
         return a.entry.order != b.entry.order ? a.entry.order < b.entry.order
                                               : a.entry.id < b.entry.id;

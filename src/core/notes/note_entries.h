@@ -55,6 +55,10 @@ private:
     std::unordered_map<Uuid, std::size_t> m_positions;
     mutable std::vector<const std::string*> m_texts; ///< storage kept between saves
     mutable std::string m_encoded;                   ///< storage kept between saves
+    /// Where each slot's text starts in m_encoded, while m_encoded is current.
+    mutable std::vector<std::size_t> m_offsets;
+    /// m_encoded holds the index of the slots as they are.
+    mutable bool m_encodedCurrent = false;
 };
 
 } // namespace zemvar::core::detail

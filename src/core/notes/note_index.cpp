@@ -210,11 +210,17 @@ std::string NoteIndex::encodeEntry(const Entry& entry) {
 }
 
 void NoteIndex::assemble(std::span<const std::string* const> encodedEntries, std::string& out,
-                         std::int64_t version) {
+                         std::vector<std::size_t>* offsets, std::int64_t version) {
     const std::string tail = tailText(version);
     out.clear();
     out.append(encodedEntries.empty() ? emptyHead : head);
+    if (offsets != nullptr) {
+        offsets->clear();
+    }
     for (std::size_t i = 0; i < encodedEntries.size(); ++i) {
+        if (offsets != nullptr) {
+            offsets->push_back(out.size());
+        }
         out.append(*encodedEntries[i]);
         out.append(i + 1 < encodedEntries.size() ? between : end);
     }

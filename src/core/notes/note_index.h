@@ -61,9 +61,10 @@ struct NoteIndex {
     static std::string encodeEntry(const Entry& entry);
     /// Sets `out` to the JSON text of an index whose entries, in order, were encoded by
     /// encodeEntry: the same as encode() of the entries themselves. Reuses the storage `out`
-    /// has, so that repeated saves of a large index do not allocate it anew.
+    /// has, so that repeated saves of a large index do not allocate it anew. `offsets`, when
+    /// given, receives where each entry's text starts in `out`.
     static void assemble(std::span<const std::string* const> encodedEntries, std::string& out,
-                         std::int64_t version = 1);
+                         std::vector<std::size_t>* offsets = nullptr, std::int64_t version = 1);
 
     /// Decodes the JSON text of an index. A missing "mode" gives calculations and an unknown
     /// one text; a missing or unknown "codeLanguage" gives swift. Any other missing or

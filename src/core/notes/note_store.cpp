@@ -20,6 +20,9 @@
 #include <unistd.h>
 #include <utility>
 
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
 namespace zemvar::core {
 
 namespace {
@@ -249,7 +252,9 @@ NoteStore::NoteStore(std::filesystem::path root, Access access)
 }
 
 NoteStore::KnownFile NoteStore::knownFile(const FileStamp& stamp, std::string_view bytes) {
-    return KnownFile{stamp, std::hash<std::string_view>{}(bytes),
+    // A save hashes the whole index (2.7 MB for 10,000 notes): XXH3 takes a tenth of the time
+    // std::hash does.
+    return KnownFile{stamp, XXH3_64bits(bytes.data(), bytes.size()),
                      stamp.size >= 0 && nowNs() - stamp.changedNs >= settlingNs};
 }
 

@@ -181,7 +181,7 @@ private:
     /// What the store last read or wrote of a file.
     struct KnownFile {
         FileStamp stamp;
-        std::size_t hash = 0; ///< of the bytes
+        std::uint64_t hash = 0; ///< of the bytes (XXH3)
         /// The stamp was taken long enough after the file's last change that any later write
         /// gives another stamp; until then, an equal stamp is confirmed by the bytes.
         bool settled = false;

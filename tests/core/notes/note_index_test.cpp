@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
+#include "core/notes/iso_date.h"
+#include "core/notes/note_entries.h"
 #include "core/notes/note_index.h"
 
+#include <algorithm>
+#include <chrono>
 #include <clocale>
+#include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -165,12 +170,77 @@ TEST(NoteIndexTest, EncodesPrettyPrintedWithSortedKeysLikeAJsonLibrary) {
     std::string assembled(4096, 'x');
     NoteIndex::assemble(entries, assembled);
     EXPECT_EQ(assembled, encoded);
-    NoteIndex::assemble({}, assembled, -9223372036854775807 - 1);
+    NoteIndex::assemble({}, assembled, nullptr, -9223372036854775807 - 1);
     EXPECT_EQ(assembled, NoteIndex::encode({}, -9223372036854775807 - 1));
 
     const std::string empty = NoteIndex{}.encode();
     EXPECT_EQ(empty, "{\n  \"notes\": [],\n  \"version\": 1\n}");
     EXPECT_EQ(empty, nlohmann::json::parse(empty).dump(2));
+}
+
+// The index text of a library's entries stays exactly what encoding them anew gives, through
+// saves patched in place and changes that move or resize entries.
+TEST(NoteEntriesTest, TheIndexTextFollowsEveryChange) {
+    const Date date = *parseIsoDate("2026-01-01T00:00:00Z");
+    std::vector<NoteIndex::Entry> entries;
+    for (int k = 0; k < 4; ++k) {
+        entries.push_back(
+            {Uuid::random(), date, date, false, k, NoteMode::text, NoteCodeLanguage::swift});
+    }
+    detail::NoteEntries library;
+    library.assign(entries);
+    const auto later = [&](int seconds) {
+        return date + std::chrono::seconds(seconds);
+    };
+    const std::vector<std::function<void()>> changes = {
+        [&] {
+            entries[1].updatedAt = later(5);
+            library.update(entries[1]);
+        }, // same length
+        [&] {
+            entries[2].pinned = true;
+            library.update(entries[2]);
+        }, // shorter
+        [&] {
+            entries[2].mode = NoteMode::calculations;
+            library.update(entries[2]);
+        }, // longer
+        [&] {
+            entries[0].updatedAt = later(9);
+            library.update(entries[0]);
+        },
+        [&] {
+            entries.push_back(
+                {Uuid::random(), date, date, false, 9, NoteMode::code, NoteCodeLanguage::python});
+            library.insert(entries.back());
+        },
+        [&] {
+            entries[3].updatedAt = later(12);
+            library.update(entries[3]);
+        },
+        [&] {
+            library.erase(entries[1].id);
+            entries.erase(entries.begin() + 1);
+        },
+        [&] {
+            library.shiftOrders(1);
+            for (NoteIndex::Entry& entry : entries) {
+                entry.order += entry.order >= 1 ? 1 : 0;
+            }
+        },
+        [&] {
+            entries[0].updatedAt = later(20);
+            library.update(entries[0]);
+        },
+    };
+    for (std::size_t step = 0; step < changes.size(); ++step) {
+        changes[step]();
+        std::vector<NoteIndex::Entry> ordered = entries;
+        std::sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) {
+            return a.order != b.order ? a.order < b.order : a.id < b.id;
+        });
+        EXPECT_EQ(library.encodedIndex(), NoteIndex::encode(ordered)) << "step " << step;
+    }
 }
 
 } // namespace
