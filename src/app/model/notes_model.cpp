@@ -105,6 +105,26 @@ void NotesModel::announceRecoveredIndex() {
         toQString(moved->string()) + QLatin1Char('.'));
 }
 
+void NotesModel::setReadOnly(const QString& reason) {
+    Q_ASSERT(!reason.isEmpty());
+    m_readOnlyReason = reason;
+    appendBannerMessage(readOnlyMessage());
+    Q_EMIT notesChanged(); // the editor stops taking typing
+}
+
+QString NotesModel::readOnlyMessage() const {
+    return QStringLiteral("This library is read-only: ") + m_readOnlyReason +
+           QStringLiteral(". Changes cannot be saved.");
+}
+
+bool NotesModel::refuseWhenReadOnly() {
+    if (!isReadOnly()) {
+        return false;
+    }
+    setBannerMessage(readOnlyMessage());
+    return true;
+}
+
 void NotesModel::setPinned(bool pinned) {
     m_settings.setValue(settings::panelPinned, pinned);
     if (pinned != m_pinned) {
@@ -143,8 +163,7 @@ void NotesModel::setFocusEnabled(bool enabled) {
 }
 
 void NotesModel::updateText(const QString& text) {
-    if (!m_store.isLoaded() || m_currentIndex < 0 ||
-        m_currentIndex >= static_cast<int>(m_notes.size())) {
+    if (!isEditable() || m_currentIndex < 0 || m_currentIndex >= static_cast<int>(m_notes.size())) {
         return;
     }
     std::string utf8 = toStdString(text);
@@ -230,7 +249,7 @@ void NotesModel::goToPrevious() {
 }
 
 void NotesModel::createNote() {
-    if (!m_store.isLoaded() || !flush()) {
+    if (!m_store.isLoaded() || refuseWhenReadOnly() || !flush()) {
         return;
     }
     NoteDocument created;
@@ -246,7 +265,7 @@ void NotesModel::createNote() {
 }
 
 bool NotesModel::createCopy(const NoteDocument& document) {
-    if (!m_store.isLoaded() || !flush()) {
+    if (!m_store.isLoaded() || refuseWhenReadOnly() || !flush()) {
         return false;
     }
     NoteDocument copy;
@@ -271,7 +290,7 @@ bool NotesModel::createCopy(const NoteDocument& document) {
 }
 
 void NotesModel::deleteCurrent() {
-    if (!m_store.isLoaded()) {
+    if (!m_store.isLoaded() || refuseWhenReadOnly()) {
         return;
     }
     const int position = m_currentIndex;
@@ -289,7 +308,7 @@ void NotesModel::deleteCurrent() {
 }
 
 void NotesModel::togglePin(const core::Uuid& id) {
-    if (!m_store.isLoaded() || !flush()) {
+    if (!m_store.isLoaded() || refuseWhenReadOnly() || !flush()) {
         return;
     }
     const int position = indexOf(id);
@@ -307,7 +326,8 @@ void NotesModel::togglePin(const core::Uuid& id) {
 }
 
 void NotesModel::saveMetadata(const NoteDocument& document) {
-    if (!attempt(QStringLiteral("Could not update this note: "), [&] { m_store.save(document); })) {
+    if (refuseWhenReadOnly() ||
+        !attempt(QStringLiteral("Could not update this note: "), [&] { m_store.save(document); })) {
         return;
     }
     const int position = indexOf(document.id);
@@ -339,10 +359,22 @@ void NotesModel::retryLoad() {
 }
 
 void NotesModel::retry() {
+    if (isReadOnly() && reopenForWriting) {
+        const QString reason = reopenForWriting();
+        if (reason.isNull()) {
+            m_readOnlyReason = QString();
+        } else {
+            m_readOnlyReason = reason;
+            setBannerMessage(readOnlyMessage());
+        }
+    }
     if (m_store.isLoaded()) {
         flush();
     } else {
         retryLoad();
+        if (isReadOnly()) {
+            appendBannerMessage(readOnlyMessage());
+        }
     }
     if (requestEditorFocus) {
         requestEditorFocus();

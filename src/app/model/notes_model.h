@@ -70,6 +70,18 @@ public:
     /// reference is valid until the next change of the model (copy what you keep).
     const core::NoteDocument& current() const;
     bool isLoaded() const { return m_store.isLoaded(); }
+    /// Whether the library is open for reading only (setReadOnly).
+    bool isReadOnly() const { return !m_readOnlyReason.isNull(); }
+    /// Whether the shown note may be typed into: the library is loaded and writable.
+    bool isEditable() const { return isLoaded() && !isReadOnly(); }
+    /// Marks the library as open for reading only, because of `reason` (plain words, such as
+    /// "you do not have permission to change /home/ada/Notes"): typing is ignored, every
+    /// change is refused with a banner that gives the reason, and Retry first asks
+    /// reopenForWriting. Said in the banner at once. `reason` must not be empty.
+    void setReadOnly(const QString& reason);
+    /// Shows why the library cannot be changed and returns true when it is read-only; returns
+    /// false and does nothing otherwise. Every change of the library asks this first.
+    bool refuseWhenReadOnly();
     const core::NoteStore& store() const { return m_store; }
 
     /// Replaces the shown note's text in memory, re-evaluates it and (re)starts the delayed
@@ -134,6 +146,10 @@ public:
     std::function<void()> requestSettings;
     std::function<void()> requestOpenFile;
     std::function<void(const QList<QUrl>&)> requestOpenURLs;
+    /// Tries to take a read-only library for writing again, for Retry. Returns a null string
+    /// when it succeeded (the store is then a new, not yet loaded, writable one, which the
+    /// model loads), else why the library is still read-only.
+    std::function<QString()> reopenForWriting;
 
     /// How long typing must pause before the text is written.
     static constexpr int saveDelayMilliseconds = 500;
@@ -160,6 +176,7 @@ private:
     void announceRecoveredIndex();
     int indexOf(const core::Uuid& id) const;
     void showBanner(const QString& message, bool offersSettings);
+    QString readOnlyMessage() const;
     /// Runs `operation` on the store; a failure becomes `prefix` + its message in the banner.
     bool attempt(const QString& prefix, const std::function<void()>& operation);
 
@@ -168,6 +185,8 @@ private:
     core::LineEvaluator m_evaluator;
     QTimer m_saveTimer;
     bool m_dirty = false;
+    /// Why the library cannot be written; null while it can.
+    QString m_readOnlyReason;
     std::optional<std::filesystem::path> m_announcedIndex;
 
     std::vector<core::NoteDocument> m_notes;
