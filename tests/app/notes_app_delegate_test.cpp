@@ -350,14 +350,15 @@ private Q_SLOTS:
         NotesModel& model = *delegate().model();
         delegate().togglePanel();
         const QString file = m_sandbox->noteFile(toQString(model.current().id.string()));
-        AppSandbox::writeFile(file, QByteArray("\xFF not UTF-8"));
-        model.updateText(QStringLiteral("must not be lost"));
-        QVERIFY(!delegate().requestQuit());
+        {
+            const zemvar::testing::FileSizeLimit full(2);
+            model.updateText(QStringLiteral("must not be lost"));
+            QVERIFY(!delegate().requestQuit());
+        }
         QVERIFY(panel().isVisible()); // the note comes forward with the save error
         QVERIFY(model.bannerMessage().startsWith(QStringLiteral("Could not save this note: ")));
         QCOMPARE(toQString(model.current().text), QStringLiteral("must not be lost"));
 
-        AppSandbox::writeFile(file, "fixed outside");
         QVERIFY(delegate().requestQuit());
         QCOMPARE(AppSandbox::readFile(file), QByteArray("must not be lost"));
     }

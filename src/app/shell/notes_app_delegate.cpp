@@ -146,6 +146,8 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
     if (!readOnly.isNull()) {
         m_model->setReadOnly(readOnly);
     }
+    // Changes from other programs and other machines (a synced library) show as they land.
+    m_model->watchLibrary();
     m_model->reopenForWriting = [this]() -> QString {
         try {
             m_lock = takeLibraryLock(m_libraryFolder);
