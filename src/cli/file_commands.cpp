@@ -121,7 +121,7 @@ exportTarget(const Invocation& invocation, const core::NoteDocument& note) {
 int exportNote(const Invocation& invocation, Streams& streams) {
     const core::Uuid id = parseNoteId(invocation.positionals.at(0));
     const std::filesystem::path library = libraryFolder(invocation);
-    const OpenLibrary open = openForReading(library);
+    const OpenLibrary open = openForReading(invocation);
     const auto& notes = open.store.notes();
     const auto note = std::find_if(notes.begin(), notes.end(),
                                    [&](const auto& candidate) { return candidate.id == id; });

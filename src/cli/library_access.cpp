@@ -4,10 +4,13 @@
 
 #include "core/notes/iso_date.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <ostream>
 #include <pwd.h>
 #include <stdexcept>
+#include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace zemvar::cli {
@@ -50,14 +53,47 @@ std::filesystem::path libraryFolder(const Invocation& invocation) {
     return base / "Zemvar Notes";
 }
 
-OpenLibrary openForWriting(const std::filesystem::path& folder) {
+void requireLibraryFolder(const std::filesystem::path& folder) {
+    struct stat info {};
+    if (::stat(folder.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
+        throw std::runtime_error("The library folder " + folder.string() + " does not exist.");
+    }
+}
+
+namespace {
+
+// The library folder, which must exist when the user named it (a typing error never becomes a
+// new library); the app's own folder is made on first use, as the app makes it.
+std::filesystem::path existingLibraryFolder(const Invocation& invocation) {
+    std::filesystem::path folder = libraryFolder(invocation);
+    if (invocation.value("library") || !environment("ZEMVAR_NOTES_LIBRARY").empty()) {
+        requireLibraryFolder(folder);
+    }
+    return folder;
+}
+
+} // namespace
+
+OpenLibrary openForWriting(const Invocation& invocation) {
+    const std::filesystem::path folder = existingLibraryFolder(invocation);
     OpenLibrary library{core::LibraryLock::acquire(folder), core::NoteStore(folder)};
     library.store.load();
     return library;
 }
 
-OpenLibrary openForReading(const std::filesystem::path& folder) {
-    auto lock = core::LibraryLock::tryAcquire(folder);
+OpenLibrary openForReading(const Invocation& invocation) {
+    const std::filesystem::path folder = existingLibraryFolder(invocation);
+    std::optional<core::LibraryLock> lock;
+    try {
+        lock = core::LibraryLock::tryAcquire(folder);
+    } catch (const std::system_error& error) {
+        // A library this user may not write to: the lock file cannot be made or opened.
+        const int code = error.code().value();
+        if (error.code().category() != std::generic_category() ||
+            (code != EROFS && code != EACCES && code != EPERM)) {
+            throw;
+        }
+    }
     const auto access =
         lock ? core::NoteStore::Access::readWrite : core::NoteStore::Access::readOnly;
     OpenLibrary library{std::move(lock), core::NoteStore(folder, access)};

@@ -26,12 +26,18 @@ struct OpenLibrary {
 };
 
 /// Loads the library for a command that changes it: takes the library lock first, so the
-/// command refuses to run while the app or another command holds the library.
-OpenLibrary openForWriting(const std::filesystem::path& folder);
+/// command refuses to run while the app or another command holds the library. Only the app's
+/// own folder is created when missing: a folder named by --library or $ZEMVAR_NOTES_LIBRARY
+/// must exist (a mistyped name never becomes a new library).
+OpenLibrary openForWriting(const Invocation& invocation);
 
-/// Loads the library for a command that only reads it. When another program holds the lock,
-/// the library is read as it is on disk and left untouched.
-OpenLibrary openForReading(const std::filesystem::path& folder);
+/// Loads the library for a command that only reads it; the folder must exist. When another
+/// program holds the lock, or the library cannot be written (read-only media, another user's
+/// folder), the library is read as it is on disk and left untouched.
+OpenLibrary openForReading(const Invocation& invocation);
+
+/// Throws std::runtime_error ("The library folder DIR does not exist.") unless `folder` exists.
+void requireLibraryFolder(const std::filesystem::path& folder);
 
 /// Parses a note ID in either letter case; throws UsageError for anything else.
 core::Uuid parseNoteId(const std::string& text);

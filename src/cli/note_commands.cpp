@@ -2,12 +2,18 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "cli/commands.h"
 #include "cli/library_access.h"
+#include "core/notes/library_watcher.h"
 #include "core/notes/note_search.h"
 #include "core/text/unicode.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <iostream>
 #include <iterator>
+#include <poll.h>
+#include <sys/signalfd.h>
 
 namespace zemvar::cli {
 
@@ -53,14 +59,14 @@ void printChanged(const NoteDocument& note, const Invocation& invocation, std::o
 }
 
 int listNotes(const Invocation& invocation, Streams& streams) {
-    const OpenLibrary library = openForReading(libraryFolder(invocation));
+    const OpenLibrary library = openForReading(invocation);
     printNotes(library.store.notes(), invocation, streams.out);
     return exitSuccess;
 }
 
 int showNote(const Invocation& invocation, Streams& streams) {
     const core::Uuid id = parseNoteId(invocation.positionals.at(0));
-    const OpenLibrary library = openForReading(libraryFolder(invocation));
+    const OpenLibrary library = openForReading(invocation);
     const NoteDocument& note = findNote(library.store, id);
     if (invocation.flag("json")) {
         printJson(streams.out, noteJson(note, true));
@@ -83,7 +89,7 @@ int newNote(const Invocation& invocation, Streams& streams) {
     if (const auto after = invocation.value("after")) {
         anchor = parseNoteId(*after);
     }
-    OpenLibrary library = openForWriting(libraryFolder(invocation));
+    OpenLibrary library = openForWriting(invocation);
     if (anchor) {
         findNote(library.store, *anchor); // an unknown anchor is a mistake, not "at the end"
     }
@@ -109,7 +115,7 @@ int writeNote(const Invocation& invocation, Streams& streams) {
             << "The text on standard input is not valid UTF-8. The note has not been changed.\n";
         return exitFailure;
     }
-    OpenLibrary library = openForWriting(libraryFolder(invocation));
+    OpenLibrary library = openForWriting(invocation);
     NoteDocument note = findNote(library.store, id);
     note.text = std::move(text);
     library.store.save(note);
@@ -119,7 +125,7 @@ int writeNote(const Invocation& invocation, Streams& streams) {
 
 int deleteNote(const Invocation& invocation, Streams& streams) {
     const core::Uuid id = parseNoteId(invocation.positionals.at(0));
-    OpenLibrary library = openForWriting(libraryFolder(invocation));
+    OpenLibrary library = openForWriting(invocation);
     const NoteDocument deleted = findNote(library.store, id);
     library.store.deleteNote(id);
     printChanged(deleted, invocation, streams.out);
@@ -128,7 +134,7 @@ int deleteNote(const Invocation& invocation, Streams& streams) {
 
 int setPinned(const Invocation& invocation, Streams& streams, bool pinned) {
     const core::Uuid id = parseNoteId(invocation.positionals.at(0));
-    OpenLibrary library = openForWriting(libraryFolder(invocation));
+    OpenLibrary library = openForWriting(invocation);
     findNote(library.store, id);
     library.store.setPinned(id, pinned);
     printChanged(findNote(library.store, id), invocation, streams.out);
@@ -136,10 +142,120 @@ int setPinned(const Invocation& invocation, Streams& streams, bool pinned) {
 }
 
 int searchNotes(const Invocation& invocation, Streams& streams) {
-    const OpenLibrary library = openForReading(libraryFolder(invocation));
+    const OpenLibrary library = openForReading(invocation);
     printNotes(core::filteredNotes(library.store.notes(), invocation.positionals.at(0)), invocation,
                streams.out);
     return exitSuccess;
+}
+
+// One line of `watch`: {"change", "id", "title"} (+ "file"), flushed at once. The title is the
+// note's as the store holds it, else `title`.
+void printChange(std::ostream& out, const char* change, const core::Uuid& id,
+                 const core::NoteStore& store, std::string title = {},
+                 const std::filesystem::path& file = {}) {
+    const auto& notes = store.notes();
+    if (const auto note = std::find_if(notes.begin(), notes.end(),
+                                       [&](const auto& candidate) { return candidate.id == id; });
+        note != notes.end()) {
+        title = note->title();
+    }
+    nlohmann::json line = {{"change", change}, {"id", id.string()}, {"title", title}};
+    if (!file.empty()) {
+        line["file"] = file.string();
+    }
+    out << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+}
+
+void printChanges(std::ostream& out, const core::LibraryChanges& changes,
+                  const core::NoteStore& store) {
+    for (const auto& id : changes.added) {
+        printChange(out, "added", id, store);
+    }
+    for (const auto& id : changes.textChanged) {
+        printChange(out, "changed", id, store);
+    }
+    for (const auto& note : changes.removed) {
+        printChange(out, "removed", note.id, store, note.title());
+    }
+    for (const auto& id : changes.metadataNotes) {
+        printChange(out, "metadata", id, store);
+    }
+    for (const auto& copy : changes.conflictCopies) {
+        printChange(out, "conflictCopy", copy.origin, store, {}, copy.file);
+    }
+}
+
+// Waits for `fds` until one is ready or `timeout` (milliseconds, -1 for ever) passes; true
+// when one is ready.
+bool waitFor(pollfd (&fds)[2], int timeout) {
+    for (;;) {
+        const int ready = ::poll(fds, 2, timeout);
+        if (ready >= 0) {
+            return ready > 0;
+        }
+        if (errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "poll");
+        }
+    }
+}
+
+int watchLibrary(const Invocation& invocation, Streams& streams) {
+    const std::filesystem::path folder = libraryFolder(invocation);
+    requireLibraryFolder(folder);
+    // Never writes, so it needs no lock and runs beside the app.
+    core::NoteStore store(folder, core::NoteStore::Access::readOnly);
+    store.load();
+    core::LibraryWatcher watcher(folder);
+
+    sigset_t stops;
+    sigemptyset(&stops);
+    sigaddset(&stops, SIGINT);
+    sigaddset(&stops, SIGTERM);
+    if (::sigprocmask(SIG_BLOCK, &stops, nullptr) != 0) {
+        throw std::system_error(errno, std::generic_category(), "sigprocmask");
+    }
+    const core::FileDescriptor stop(::signalfd(-1, &stops, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!stop) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+
+    // A burst of changes (a sync of many files) is taken in once it has been quiet for a
+    // moment, or after a second at most.
+    constexpr auto quiet = std::chrono::milliseconds(100);
+    constexpr auto longest = std::chrono::seconds(1);
+    core::LibraryEvents waiting;
+    bool failed = false; // the last reload failed: wait for the next change before a retry
+    auto since = std::chrono::steady_clock::now();
+    for (;;) {
+        pollfd fds[2] = {{watcher.fileDescriptor(), POLLIN, 0}, {stop.get(), POLLIN, 0}};
+        const bool due = !waiting.empty() && !failed;
+        const bool ready = waitFor(fds, due ? static_cast<int>(quiet.count()) : -1);
+        if ((fds[1].revents & POLLIN) != 0) {
+            return exitSuccess;
+        }
+        if (ready) {
+            if (waiting.empty() || failed) {
+                since = std::chrono::steady_clock::now();
+            }
+            waiting.merge(watcher.readEvents());
+            failed = false;
+            if (std::chrono::steady_clock::now() - since < longest) {
+                continue;
+            }
+        }
+        if (waiting.empty()) {
+            continue;
+        }
+        try {
+            printChanges(streams.out, store.reload(waiting), store);
+            waiting = {};
+        } catch (const std::exception& error) {
+            // The library may be in the middle of a change (a note briefly unavailable): say
+            // so and look again at the next change, with what was missed.
+            streams.err << error.what() << std::endl;
+            failed = true;
+        }
+    }
 }
 
 int printPath(const Invocation& invocation, Streams& streams) {
@@ -214,6 +330,16 @@ std::vector<CommandSpec> noteCommands() {
          {},
          "The output is the same as that of 'list'.",
          searchNotes},
+        {"watch",
+         "Print a line for every change other programs make to the notes, until stopped.",
+         {},
+         {},
+         "Each line is a JSON object {\"change\", \"id\", \"title\"}, where \"change\" is\n"
+         "added, changed, removed, metadata (pin, place, mode, language or dates) or\n"
+         "conflictCopy (a sync engine's copy of the note, named by an extra \"file\").\n"
+         "The library is only read, never written, so the command runs beside the app; it\n"
+         "stops on Ctrl+C or SIGTERM with exit status 0.",
+         watchLibrary},
         {"path",
          "Print the notes library folder in use.",
          {},

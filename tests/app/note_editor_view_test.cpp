@@ -481,6 +481,20 @@ private Q_SLOTS:
         QCOMPARE(editor().text(), QStringLiteral("replaced"));
     }
 
+    // What the editor reports is what the document holds, for texts it stores as given and for
+    // those it stores differently.
+    void theTextIsWhatTheDocumentHolds() {
+        for (const QString& given :
+             {QStringLiteral("a\u2028b\u00a0c\td"), QStringView(u"x\0y", 3).toString(),
+              QStringLiteral("a\rb"), QStringLiteral("a\u2029b"), QStringLiteral("a\ufdd0b\ufdd1"),
+              QStringLiteral("\n\n")}) {
+            editor().setText(given);
+            QString held = view()->document()->toRawText();
+            held.replace(QChar::ParagraphSeparator, u'\n');
+            QCOMPARE(editor().text(), held);
+        }
+    }
+
     void aTextStoredDifferentlyIsNotReplacedAgain() {
         editor().setText(QStringLiteral("a\r\nb"));
         QCOMPARE(editor().text(), QStringLiteral("a\nb"));

@@ -300,6 +300,37 @@ private Q_SLOTS:
         QCOMPARE(note.document.toHtml().contains(QStringLiteral("color")), false);
     }
 
+    void aLongTextIsColouredInStepsThatEditsAndViewsOvertake() {
+        QString text;
+        for (int line = 0; line < 3000; ++line) {
+            text += QStringLiteral("let v%1 = \"s\" // c\n").arg(line);
+        }
+        Highlighted note(text);
+        const auto keywordAt = [&](int line) {
+            return shownClass(note.document, note.document.findBlockByNumber(line).position(),
+                              false);
+        };
+        const auto keyword = std::optional(SyntaxTokenClass::keyword);
+        note.highlighter->setLanguage(NoteCodeLanguage::swift, false);
+        QCOMPARE(keywordAt(0), keyword);
+        QCOMPARE(keywordAt(2500), std::optional<SyntaxTokenClass>());
+        QVERIFY(note.highlighter->isColouringInBackground());
+
+        // Lines a view shows are coloured at once; an edit far below colours its own line.
+        note.highlighter->colourLines(note.document.findBlockByNumber(2000), 30);
+        QCOMPARE(keywordAt(2029), keyword);
+        QTextCursor cursor(note.document.findBlockByNumber(2800));
+        cursor.insertText(QStringLiteral("/* "));
+        QTextCursor(note.document.findBlockByNumber(10)).insertText(QStringLiteral("\n"));
+
+        QTRY_VERIFY(!note.highlighter->isColouringInBackground());
+        const QString now = plainText(note.document);
+        QCOMPARE(note.highlighter->matches(), wholeTextPass(now, NoteCodeLanguage::swift));
+        QString mismatch;
+        QVERIFY2(coloursMatch(note.document, note.highlighter->matches(), false, mismatch),
+                 qPrintable(mismatch.left(200)));
+    }
+
     void aVeryLongStringIsStillOneToken() {
         const QString text =
             QStringLiteral("let s = `") + QString(60000, u'a') + QStringLiteral("`\nlet t = 1");

@@ -154,6 +154,7 @@ private Q_SLOTS:
             << utf16(QStringLiteral("a\nb"), true) << utf16(QStringLiteral("a\nb!\nz"), true);
         QTest::newRow("CR LF") << QByteArray("a\r\nb\r\n") << QByteArray("a\r\nb\r\n!\r\nz");
         QTest::newRow("CR") << QByteArray("a\rb") << QByteArray("a\rb!\rz");
+        QTest::newRow("mixed") << QByteArray("a\r\nb\nc") << QByteArray("a\r\nb\nc!\nz");
     }
     void editsAreSavedInTheFilesOwnForm() {
         QFETCH(QByteArray, original);

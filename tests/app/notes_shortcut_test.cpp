@@ -2,113 +2,105 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/panel/notes_shortcut.h"
 #include "app/platform/global_hotkey_backend.h"
+#include "app/platform/gnome_custom_shortcut.h"
 #include "app/platform/portal_global_hotkey_backend.h"
 #include "app/platform/x11_global_hotkey_backend.h"
+#include "app/settings/desktop_shortcut_help.h"
+#include "stand_in_portal.h"
 
-#include <atomic>
 #include <memory>
 #include <optional>
 
-#include <QDBusArgument>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusObjectPath>
-#include <QDBusVirtualObject>
+#include <QAbstractButton>
+#include <QAccessible>
+#include <QClipboard>
+#include <QFile>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QProcess>
-#include <QScopeGuard>
+#include <QPushButton>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
+using zemvar::app::DesktopShortcutHelp;
 using zemvar::app::NotesShortcut;
 using zemvar::app::NotesShortcutPreset;
 using zemvar::app::presetFromRawValue;
 using zemvar::app::platform::HotkeyBackendKind;
 using zemvar::app::platform::PortalGlobalHotkeyBackend;
-
-namespace {
-
-const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
-
-// A session bus of the test's own (a dbus-daemon process), so that no desktop is involved.
-class PrivateBus {
-public:
-    PrivateBus() {
-        m_daemon.start(QStringLiteral("dbus-daemon"),
-                       {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                        QStringLiteral("--print-address")});
-        if (m_daemon.waitForStarted() && m_daemon.waitForReadyRead()) {
-            m_address = QString::fromUtf8(m_daemon.readLine().trimmed());
-        }
-    }
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
-    ~PrivateBus() {
-        for (const QString& name : m_connections) {
-            QDBusConnection::disconnectFromBus(name);
-        }
-        m_daemon.terminate();
-        m_daemon.waitForFinished();
-    }
-
-    QString address() const { return m_address; }
-    QDBusConnection connect(const QString& name) {
-        m_connections << name;
-        return QDBusConnection::connectToBus(m_address, name);
-    }
-
-private:
-    QProcess m_daemon;
-    QString m_address;
-    QStringList m_connections;
-};
-
-// A stand-in for the desktop portal's GlobalShortcuts service: it answers each request with
-// the request object's path, then with the request's Response signal: a session for
-// CreateSession, `bindResponse` for BindShortcuts (0 binds, 2 refuses). It answers from a
-// thread of its own, as the app waits for the answers.
-class StandInPortal : public QDBusVirtualObject {
-public:
-    QString introspect(const QString&) const override { return {}; }
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
-        if (message.interface() != QLatin1String("org.freedesktop.portal.GlobalShortcuts")) {
-            return false;
-        }
-        const QString token = qdbus_cast<QVariantMap>(message.arguments().constLast())
-                                  .value(QStringLiteral("handle_token"))
-                                  .toString();
-        const QString sender = message.service().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
-        const QString request = portalPath + QStringLiteral("/request/") + sender + u'/' + token;
-        connection.send(message.createReply(QVariant::fromValue(QDBusObjectPath(request))));
-        QVariantMap results;
-        uint response = 0;
-        if (message.member() == QLatin1String("CreateSession")) {
-            results.insert(QStringLiteral("session_handle"), session);
-        } else {
-            response = bindResponse;
-            ++bindings;
-        }
-        QDBusMessage answer = QDBusMessage::createSignal(
-            request, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
-        answer << response << results;
-        connection.send(answer);
-        return true;
-    }
-
-    const QString session = portalPath + QStringLiteral("/session/test/1");
-    std::atomic<uint> bindResponse = 0;
-    std::atomic<int> bindings = 0;
-};
-
-} // namespace
+using zemvar::testing::PortalService;
+using zemvar::testing::PrivateBus;
+namespace gnome = zemvar::app::platform::gnome_custom_shortcut;
 
 // The presets, their stored values and their keys; the X11 grabs are tested under Xvfb, the
-// desktop portal with a stand-in on a private bus.
+// desktop portal with a stand-in on a private bus, GNOME's own shortcuts in a settings file of
+// the test's own.
 class NotesShortcutTest : public QObject {
     Q_OBJECT
 
+private:
+    const QString listSchema = QStringLiteral("org.gnome.settings-daemon.plugins.media-keys");
+    const QString listKey = QStringLiteral("custom-keybindings");
+    const QString entrySchema =
+        QStringLiteral("org.gnome.settings-daemon.plugins.media-keys.custom-keybinding:"
+                       "/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/");
+    // GNOME's settings for the test alone: the schemas cut down to the keys the app uses, and
+    // a settings file in a temporary folder; null when the schemas could not be compiled.
+    std::unique_ptr<QTemporaryDir> m_gnome;
+
+    // The output of the gsettings tool, run on the test's settings: an independent reader.
+    static QString gsettings(const QStringList& arguments) {
+        QProcess tool;
+        tool.start(QStringLiteral("gsettings"), arguments);
+        if (!tool.waitForFinished() || tool.exitCode() != 0) {
+            return QStringLiteral("gsettings failed: ") +
+                   QString::fromUtf8(tool.readAllStandardError());
+        }
+        return QString::fromUtf8(tool.readAllStandardOutput()).trimmed();
+    }
+
+    // What a screen reader announces for each text and button is the text shown.
+    static void everyTextIsItsAccessibleName(QWidget& root) {
+        for (QWidget* widget : root.findChildren<QWidget*>()) {
+            const auto* label = qobject_cast<QLabel*>(widget);
+            const auto* button = qobject_cast<QAbstractButton*>(widget);
+            if (label != nullptr || button != nullptr) {
+                QCOMPARE(QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name),
+                         label != nullptr ? label->text() : button->text());
+            }
+        }
+    }
+
 private Q_SLOTS:
+    void initTestCase() {
+        // Before anything asks GSettings, which reads these once.
+        auto folder = std::make_unique<QTemporaryDir>();
+        QFile schemas(folder->filePath(QStringLiteral("gnome.gschema.xml")));
+        QVERIFY(schemas.open(QIODevice::WriteOnly));
+        schemas.write(R"(<schemalist>
+  <schema id="org.gnome.settings-daemon.plugins.media-keys"
+          path="/org/gnome/settings-daemon/plugins/media-keys/">
+    <key name="custom-keybindings" type="as"><default>[]</default></key>
+  </schema>
+  <schema id="org.gnome.settings-daemon.plugins.media-keys.custom-keybinding">
+    <key name="name" type="s"><default>''</default></key>
+    <key name="command" type="s"><default>''</default></key>
+    <key name="binding" type="s"><default>''</default></key>
+  </schema>
+</schemalist>
+)");
+        schemas.close();
+        if (QProcess::execute(QStringLiteral("glib-compile-schemas"), {folder->path()}) == 0) {
+            qputenv("GSETTINGS_SCHEMA_DIR", QFile::encodeName(folder->path()));
+            qputenv("GSETTINGS_BACKEND", "keyfile");
+            qputenv("XDG_CONFIG_HOME",
+                    QFile::encodeName(folder->filePath(QStringLiteral("config"))));
+            qputenv("XDG_CURRENT_DESKTOP", "ubuntu:GNOME");
+            m_gnome = std::move(folder);
+        }
+    }
+
     void presetsInPickerOrder_data() {
         QTest::addColumn<int>("index");
         QTest::addColumn<NotesShortcutPreset>("preset");
@@ -116,24 +108,25 @@ private Q_SLOTS:
         QTest::addColumn<QString>("shown");
         QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
         QTest::addColumn<QString>("portalTrigger");
+        QTest::addColumn<QString>("gnomeBinding");
         QTest::newRow("Alt+Super+N")
             << 0 << NotesShortcutPreset::optionCommandN << QByteArray("\xe2\x8c\xa5 \xe2\x8c\x98 N")
             << QStringLiteral("Alt+Super+N") << (Qt::AltModifier | Qt::MetaModifier)
-            << QStringLiteral("ALT+LOGO+n");
+            << QStringLiteral("ALT+LOGO+n") << QStringLiteral("<Alt><Super>n");
         QTest::newRow("Ctrl+Alt+N")
             << 1 << NotesShortcutPreset::controlOptionN << QByteArray("\xe2\x8c\x83 \xe2\x8c\xa5 N")
             << QStringLiteral("Ctrl+Alt+N") << (Qt::ControlModifier | Qt::AltModifier)
-            << QStringLiteral("CTRL+ALT+n");
+            << QStringLiteral("CTRL+ALT+n") << QStringLiteral("<Control><Alt>n");
         QTest::newRow("Ctrl+Shift+N")
             << 2 << NotesShortcutPreset::controlShiftN << QByteArray("\xe2\x8c\x83 \xe2\x87\xa7 N")
             << QStringLiteral("Ctrl+Shift+N") << (Qt::ControlModifier | Qt::ShiftModifier)
-            << QStringLiteral("CTRL+SHIFT+n");
+            << QStringLiteral("CTRL+SHIFT+n") << QStringLiteral("<Control><Shift>n");
         QTest::newRow("Ctrl+Alt+Super+N")
             << 3 << NotesShortcutPreset::controlOptionCommandN
             << QByteArray("\xe2\x8c\x83 \xe2\x8c\xa5 \xe2\x8c\x98 N")
             << QStringLiteral("Ctrl+Alt+Super+N")
             << (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)
-            << QStringLiteral("CTRL+ALT+LOGO+n");
+            << QStringLiteral("CTRL+ALT+LOGO+n") << QStringLiteral("<Control><Alt><Super>n");
     }
     void presetsInPickerOrder() {
         QFETCH(int, index);
@@ -142,12 +135,14 @@ private Q_SLOTS:
         QFETCH(QString, shown);
         QFETCH(Qt::KeyboardModifiers, modifiers);
         QFETCH(QString, portalTrigger);
+        QFETCH(QString, gnomeBinding);
         QCOMPARE(zemvar::app::allNotesShortcutPresets.at(static_cast<std::size_t>(index)), preset);
         QCOMPARE(zemvar::app::rawValue(preset).toUtf8(), stored);
         QCOMPARE(presetFromRawValue(QString::fromUtf8(stored)), preset);
         QCOMPARE(zemvar::app::displayText(preset), shown);
         QCOMPARE(zemvar::app::keyModifiers(preset), modifiers);
         QCOMPARE(zemvar::app::platform::portalTrigger(modifiers, Qt::Key_N), portalTrigger);
+        QCOMPARE(zemvar::app::platform::gnomeAccelerator(modifiers, Qt::Key_N), gnomeBinding);
     }
 
     void storedValuesThatAreNoPresetGiveTheDefault_data() {
@@ -207,18 +202,8 @@ private Q_SLOTS:
     void thePortalsLateRefusalBecomesTheError() {
         PrivateBus bus;
         QVERIFY2(!bus.address().isEmpty(), "dbus-daemon did not start");
-        QDBusConnection portalSide = bus.connect(QStringLiteral("portal"));
-        QThread portalThread;
-        StandInPortal portal;
-        QVERIFY(portalSide.registerService(QStringLiteral("org.freedesktop.portal.Desktop")));
-        QVERIFY(portalSide.registerVirtualObject(portalPath, &portal, QDBusConnection::SubPath));
-        portal.moveToThread(&portalThread);
-        portalThread.start();
-        const auto stop = qScopeGuard([&] {
-            portalSide.unregisterObject(portalPath, QDBusConnection::UnregisterTree);
-            portalThread.quit();
-            portalThread.wait();
-        });
+        PortalService service(bus.address());
+        QVERIFY(service.isServing());
 
         NotesShortcut shortcut(
             std::make_unique<PortalGlobalHotkeyBackend>(bus.connect(QStringLiteral("app"))));
@@ -228,23 +213,108 @@ private Q_SLOTS:
         };
         QSignalSpy errors(&shortcut, &NotesShortcut::errorChanged);
         QCOMPARE(shortcut.registerPreset(NotesShortcutPreset::controlOptionN), std::nullopt);
-        QTRY_COMPARE(portal.bindings, 1);
-        QDBusMessage activated = QDBusMessage::createSignal(
-            portalPath, QStringLiteral("org.freedesktop.portal.GlobalShortcuts"),
-            QStringLiteral("Activated"));
-        activated << QVariant::fromValue(QDBusObjectPath(portal.session))
-                  << QStringLiteral("toggle-panel") << qulonglong(1) << QVariantMap();
-        QVERIFY(portalSide.send(activated));
+        QTRY_COMPARE(service.portal().triggers(), QStringList{QStringLiteral("CTRL+ALT+n")});
+        QVERIFY(service.activate());
         QTRY_COMPARE(presses, 1);
         QVERIFY(shortcut.error().isNull());
 
-        portal.bindResponse = 2;
+        service.portal().bindResponse = 2;
         QCOMPARE(shortcut.registerPreset(NotesShortcutPreset::controlShiftN), std::nullopt);
         const QString refused =
             QStringLiteral("Shortcut unavailable or in use. Choose another preset (2).");
         QTRY_COMPARE(shortcut.error(), refused);
         QCOMPARE(errors.constLast().constFirst().toString(), refused);
         QCOMPARE(shortcut.registeredPreset(), std::nullopt);
+    }
+
+    void theToggleCommandRunsThisCopy_data() {
+        QTest::addColumn<QString>("executable");
+        QTest::addColumn<QString>("command");
+        QTest::newRow("installed")
+            << QStringLiteral("/usr/bin/zemvar-notes") << QStringLiteral("zemvar-notes --toggle");
+        QTest::newRow("elsewhere") << QStringLiteral("/opt/zemvar-1.2/bin/zemvar-notes")
+                                   << QStringLiteral("/opt/zemvar-1.2/bin/zemvar-notes --toggle");
+        QTest::newRow("space") << QStringLiteral("/home/ada/Zemvar Notes/zemvar-notes")
+                               << QStringLiteral("'/home/ada/Zemvar Notes/zemvar-notes' --toggle");
+        QTest::newRow("quote") << QStringLiteral("/home/o'neil/zemvar-notes")
+                               << QStringLiteral("'/home/o'\\''neil/zemvar-notes' --toggle");
+    }
+    void theToggleCommandRunsThisCopy() {
+        QFETCH(QString, executable);
+        QFETCH(QString, command);
+        QCOMPARE(zemvar::app::platform::toggleCommand(executable), command);
+    }
+
+    // GNOME's own shortcut is added, moved with the preset and removed by the settings' buttons
+    // alone, and the user's other custom shortcuts stay.
+    void theGnomeShortcutIsSetAndRemovedByHand() {
+        if (!m_gnome) {
+            QSKIP("glib-compile-schemas is needed (libglib2.0-bin)");
+        }
+        const QString others = QStringLiteral(
+            "['/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/custom0/']");
+        QCOMPARE(gsettings({QStringLiteral("set"), listSchema, listKey, others}), QString());
+        QCOMPARE(gsettings({QStringLiteral("set"), entrySchema + QStringLiteral("custom0/"),
+                            QStringLiteral("command"), QStringLiteral("gnome-terminal")}),
+                 QString());
+        QVERIFY(gnome::isAvailable());
+        QVERIFY(!gnome::isRegistered());
+
+        const QString command = QStringLiteral("/opt/zemvar/zemvar-notes --toggle");
+        DesktopShortcutHelp help(DesktopShortcutHelp::Route::gnome, command,
+                                 NotesShortcutPreset::controlOptionN);
+        auto* add = help.findChild<QPushButton*>(QStringLiteral("shortcut-gnome-add"));
+        auto* remove = help.findChild<QPushButton*>(QStringLiteral("shortcut-gnome-remove"));
+        auto* status = help.findChild<QLabel*>(QStringLiteral("shortcut-gnome-status"));
+        QVERIFY(add->isVisibleTo(&help) && !remove->isVisibleTo(&help));
+        QCOMPARE(status->text(),
+                 QStringLiteral("Zemvar Notes can add Ctrl+Alt+N to GNOME's keyboard shortcuts "
+                                "for you."));
+        help.setPreset(NotesShortcutPreset::controlOptionCommandN); // not set: nothing written
+        QVERIFY(!gnome::isRegistered());
+
+        add->click();
+        const QString ours = entrySchema + QStringLiteral("zemvar-notes/");
+        QCOMPARE(gsettings({QStringLiteral("get"), listSchema, listKey}),
+                 others.chopped(1) +
+                     QStringLiteral(", '/org/gnome/settings-daemon/plugins/media-keys/"
+                                    "custom-keybindings/zemvar-notes/']"));
+        QCOMPARE(gsettings({QStringLiteral("get"), ours, QStringLiteral("command")}),
+                 QLatin1Char('\'') + command + QLatin1Char('\''));
+        QCOMPARE(gsettings({QStringLiteral("get"), ours, QStringLiteral("binding")}),
+                 QStringLiteral("'<Control><Alt><Super>n'"));
+        QVERIFY(remove->isVisibleTo(&help) && !add->isVisibleTo(&help));
+        QCOMPARE(status->text(), QStringLiteral("GNOME shows and hides Zemvar Notes when you press "
+                                                "Ctrl+Alt+Super+N."));
+        help.setPreset(NotesShortcutPreset::controlShiftN); // set: it moves along
+        QCOMPARE(gsettings({QStringLiteral("get"), ours, QStringLiteral("binding")}),
+                 QStringLiteral("'<Control><Shift>n'"));
+
+        remove->click();
+        QCOMPARE(gsettings({QStringLiteral("get"), listSchema, listKey}), others);
+        QCOMPARE(gsettings({QStringLiteral("get"), ours, QStringLiteral("command")}),
+                 QStringLiteral("''"));
+        QCOMPARE(gsettings({QStringLiteral("get"), entrySchema + QStringLiteral("custom0/"),
+                            QStringLiteral("command")}),
+                 QStringLiteral("'gnome-terminal'"));
+        QVERIFY(add->isVisibleTo(&help));
+        QVERIFY(help.findChild<QLabel*>(QStringLiteral("shortcut-gnome-error"))->isHidden());
+        everyTextIsItsAccessibleName(help);
+    }
+
+    void elsewhereTheCommandToBindIsShownAndCopied() {
+        const QString command = QStringLiteral("zemvar-notes --toggle");
+        DesktopShortcutHelp help(DesktopShortcutHelp::Route::command, command,
+                                 NotesShortcutPreset::controlShiftN);
+        QCOMPARE(help.findChild<QLabel*>(QStringLiteral("shortcut-unavailable"))->text(),
+                 QStringLiteral("This desktop does not let apps set a global shortcut."));
+        QCOMPARE(help.findChild<QLabel*>(QStringLiteral("shortcut-command-note"))->text(),
+                 QStringLiteral("To show and hide Zemvar Notes with Ctrl+Shift+N, bind this "
+                                "command to it in the desktop's keyboard settings:"));
+        QCOMPARE(help.findChild<QLabel*>(QStringLiteral("shortcut-command"))->text(), command);
+        help.findChild<QPushButton*>(QStringLiteral("shortcut-copy-command"))->click();
+        QCOMPARE(QGuiApplication::clipboard()->text(), command);
+        everyTextIsItsAccessibleName(help);
     }
 };
 

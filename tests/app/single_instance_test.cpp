@@ -31,9 +31,12 @@ QString socketPath(const QString& name) {
 // A launch of the helper program, which starts like the app: `arguments` are the app's.
 class Launch {
 public:
+    // `environment` holds "VARIABLE=value" items beyond the test's own, which has no
+    // activation tokens.
     Launch(const QString& library, const QStringList& arguments,
-           const QString& workingDirectory = {}) {
+           const QString& workingDirectory = {}, const QStringList& environment = {}) {
         m_process.setWorkingDirectory(workingDirectory);
+        m_process.setEnvironment(QProcess::systemEnvironment() + environment);
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_process.start(
             QStringLiteral(ZEMVAR_PLATFORM_HELPER),
@@ -77,6 +80,8 @@ private Q_SLOTS:
     void initTestCase() {
         QVERIFY(m_runtime.isValid());
         qputenv("XDG_RUNTIME_DIR", QFile::encodeName(m_runtime.path()));
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+        qunsetenv("DESKTOP_STARTUP_ID");
     }
 
     void init() {
@@ -112,17 +117,31 @@ private Q_SLOTS:
         QCOMPARE(received.at(0).at(0).value<NotesRequest>(), request);
     }
 
+    // The launch's command line, and the keyboard focus its desktop granted it.
     void aSecondProcessHandsOverItsCommandLineAndExits_data() {
         QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("environment");
         QTest::addColumn<QByteArray>("received");
         QTest::newRow("no arguments")
-            << QStringList{} << QByteArray(R"({"action":"reopen","files":[],"protocol":1})");
+            << QStringList{} << QStringList{}
+            << QByteArray(R"({"action":"reopen","files":[],"protocol":1})");
         QTest::newRow("toggle and a relative file")
-            << QStringList{QStringLiteral("--toggle"), QStringLiteral("notes.txt")}
+            << QStringList{QStringLiteral("--toggle"), QStringLiteral("notes.txt")} << QStringList{}
             << QByteArray(R"({"action":"toggle","files":["CWD/notes.txt"],"protocol":1})");
+        QTest::newRow("Wayland activation token")
+            << QStringList{QStringLiteral("--toggle")}
+            << QStringList{QStringLiteral("XDG_ACTIVATION_TOKEN=weston-7f3a")}
+            << QByteArray(
+                   R"({"action":"toggle","activationToken":"weston-7f3a","files":[],"protocol":1})");
+        QTest::newRow("X11 startup id")
+            << QStringList{QStringLiteral("--show")}
+            << QStringList{QStringLiteral("DESKTOP_STARTUP_ID=gnome-shell-12_TIME4711")}
+            << QByteArray(
+                   R"({"action":"show","files":[],"protocol":1,"startupId":"gnome-shell-12_TIME4711"})");
     }
     void aSecondProcessHandsOverItsCommandLineAndExits() {
         QFETCH(QStringList, arguments);
+        QFETCH(QStringList, environment);
         QFETCH(QByteArray, received);
         SingleInstance first(library());
         QCOMPARE(first.start({}), Role::primary);
@@ -130,7 +149,7 @@ private Q_SLOTS:
 
         const QString workingDirectory = m_folder->filePath(QStringLiteral("elsewhere"));
         QVERIFY(QDir().mkpath(workingDirectory));
-        Launch second(library(), arguments, workingDirectory);
+        Launch second(library(), arguments, workingDirectory, environment);
         QTRY_COMPARE(spy.count(), 1);
         QTRY_VERIFY(second.exitedWithSuccess());
         received.replace("CWD", workingDirectory.toUtf8());
@@ -177,6 +196,8 @@ private Q_SLOTS:
             << QByteArray(R"({"protocol":1,"action":"quit"})") << refused;
         QTest::newRow("relative file")
             << QByteArray(R"({"protocol":1,"action":"openFiles","files":["a.txt"]})") << refused;
+        QTest::newRow("token not a string")
+            << QByteArray(R"({"protocol":1,"action":"show","activationToken":7})") << refused;
         QTest::newRow("unknown keys are fine")
             << QByteArray(R"({"protocol":1,"action":"show","from":"a later version"})")
             << QByteArray("ok\n");

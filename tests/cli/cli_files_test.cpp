@@ -21,6 +21,8 @@ using testing::writeFile;
 
 class CliFilesTest : public ::testing::Test {
 protected:
+    CliFilesTest() { std::filesystem::create_directory(library); }
+
     // Runs the tool, stopped after 10 s so that a hang fails the test (status 124).
     ProcessResult cli(std::vector<std::string> arguments, const std::string& input = {}) const {
         arguments.insert(arguments.begin(), {"--kill-after=2", "10", ZEMVAR_CLI_PATH});

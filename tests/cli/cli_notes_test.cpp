@@ -5,12 +5,21 @@
 #include "support/temporary_folder.h"
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+
+extern char** environ;
 
 namespace zemvar {
 namespace {
@@ -22,6 +31,8 @@ using testing::writeFile;
 
 class CliNotesTest : public ::testing::Test {
 protected:
+    CliNotesTest() { std::filesystem::create_directory(library); }
+
     // Runs the tool on the test's library (through --library unless `arguments` name one),
     // stopped after 10 s so that a hang fails the test with status 124 instead of blocking it.
     ProcessResult cli(std::vector<std::string> arguments, const std::string& input = {}) const {
@@ -60,7 +71,7 @@ protected:
     std::filesystem::path library = folder / "Zemvar Notes";
 };
 
-TEST_F(CliNotesTest, FirstListCreatesTheLibraryWithOneEmptyNote) {
+TEST_F(CliNotesTest, FirstListSetsUpAnEmptyFolderWithOneEmptyNote) {
     const ProcessResult result = cli({"list"});
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_TRUE(result.out.ends_with("  text            Empty note\n")) << result.out;
@@ -227,6 +238,7 @@ TEST_F(CliNotesTest, PlantedLinksAndFifosAreNeverWrittenThroughOrWaitedOn) {
     int row = 0;
     for (const auto& [pattern, plant, lockRefused] : rows) {
         library = folder / ("library " + std::to_string(++row));
+        std::filesystem::create_directory(library);
         const std::string id = newNote();
         std::string name = pattern;
         if (const auto at = name.find("ID"); at != std::string::npos) {
@@ -272,6 +284,127 @@ TEST_F(CliNotesTest, PlantedLinksAndFifosAreNeverWrittenThroughOrWaitedOn) {
     }
 }
 
+// A folder named on the command line or in the environment is never created: a typing mistake
+// must not start a new library. The app's own folder is made on first use, as the app makes it.
+TEST_F(CliNotesTest, AMissingLibraryFolderIsReportedNotCreated) {
+    const std::string id = "AAAAAAAA-0000-4000-8000-000000000001";
+    const std::filesystem::path typo = folder / "Zemvar Nots";
+    const std::vector<std::vector<std::string>> commands = {
+        {"list"},      {"show", id}, {"search", "x"}, {"export", id, (folder / "x.txt").string()},
+        {"watch"},     {"new"},      {"write", id},   {"pin", id},
+        {"delete", id}};
+    for (const auto& command : commands) {
+        for (const bool fromEnvironment : {false, true}) {
+            std::vector<std::string> arguments = command;
+            if (!fromEnvironment) {
+                arguments.insert(arguments.end(), {"--library", typo.string()});
+            }
+            const ProcessResult result = testing::runProcess(
+                ZEMVAR_CLI_PATH, arguments, "text",
+                {{"ZEMVAR_NOTES_LIBRARY", fromEnvironment ? typo.string() : ""}});
+            EXPECT_EQ(result.status, 1) << command[0];
+            EXPECT_EQ(result.err, "The library folder " + typo.string() + " does not exist.\n");
+        }
+    }
+    EXPECT_FALSE(std::filesystem::exists(typo));
+
+    const std::map<std::string, std::string> appFolder = {
+        {"ZEMVAR_NOTES_LIBRARY", ""}, {"XDG_DATA_HOME", (folder / "data").string()}};
+    EXPECT_EQ(testing::runProcess(ZEMVAR_CLI_PATH, {"list"}, {}, appFolder).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(folder / "data" / "Zemvar Notes" / "index.json"));
+}
+
+// Read-only media, a snapshot, another user's folder: the reading commands read it as it is.
+// Root writes through permission bits, so it gets a read-only mount of its own instead.
+TEST_F(CliNotesTest, ReadingCommandsWorkOnALibraryTheyCannotWrite) {
+    const std::string id = newNote();
+    cli({"write", id}, "Read me");
+    const std::string before = testing::listFolder(library) + readFile(library / "index.json");
+    std::vector<std::string> prefix;
+    if (::geteuid() == 0) {
+        const std::string script =
+            "mount --bind \"$0\" \"$0\" && mount -o remount,bind,ro \"$0\" && "
+            "exec \"$@\"";
+        prefix = {"/usr/bin/unshare", "-m", "/bin/sh", "-c", script, library.string()};
+        std::vector<std::string> probe(prefix.begin() + 1, prefix.end());
+        probe.push_back("/bin/true");
+        if (testing::runProcess(prefix[0], probe).status != 0) {
+            GTEST_SKIP() << "running as root without the right to mount a read-only view";
+        }
+    } else {
+        for (const auto& item :
+             {library / core::LibraryLock::fileName, library / "notes", library}) {
+            std::filesystem::permissions(item, std::filesystem::perms::owner_write,
+                                         std::filesystem::perm_options::remove);
+        }
+    }
+    const auto run = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), ZEMVAR_CLI_PATH);
+        arguments.insert(arguments.begin(), prefix.begin(), prefix.end());
+        arguments.insert(arguments.end(), {"--library", library.string()});
+        return testing::runProcess(arguments[0], {arguments.begin() + 1, arguments.end()});
+    };
+    const std::string exported = (folder / "exported.txt").string();
+    for (const std::vector<std::string>& reading : {std::vector<std::string>{"list"},
+                                                    {"show", id},
+                                                    {"search", "read"},
+                                                    {"export", id, exported}}) {
+        const ProcessResult result = run(reading);
+        EXPECT_EQ(result.status, 0) << reading[0] << ": " << result.err;
+    }
+    EXPECT_EQ(run({"show", id}).out, "Read me");
+    EXPECT_EQ(readFile(exported), "Read me");
+    const ProcessResult refused = run({"write", id});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find(".zemvar-notes.lock: "), std::string::npos) << refused.err;
+    EXPECT_EQ(testing::listFolder(library) + readFile(library / "index.json"), before);
+    std::filesystem::permissions(library, std::filesystem::perms::owner_all);
+    std::filesystem::permissions(library / "notes", std::filesystem::perms::owner_all);
+}
+
+// `watch` running beside changes made by other programs: one JSON line per change.
+TEST_F(CliNotesTest, WatchPrintsALineForEveryChangeUntilInterrupted) {
+    const std::string id = newNote();
+    int out[2];
+    ASSERT_EQ(::pipe2(out, O_CLOEXEC), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+    std::string program = ZEMVAR_CLI_PATH, command = "watch", option = "--library",
+                folderName = library.string();
+    char* argv[] = {program.data(), command.data(), option.data(), folderName.data(), nullptr};
+    pid_t pid = 0;
+    ASSERT_EQ(::posix_spawn(&pid, argv[0], &actions, nullptr, argv, environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(out[1]);
+
+    // The watch starts in its own time: the note is changed until a line tells it saw that.
+    const auto note = library / "notes" / (id + ".txt");
+    std::string line;
+    for (int round = 0; round < 50 && line.find('\n') == std::string::npos; ++round) {
+        writeFile(folder / "next.txt", "Groceries " + std::to_string(round));
+        std::filesystem::rename(folder / "next.txt", note);
+        pollfd ready{out[0], POLLIN, 0};
+        while (::poll(&ready, 1, 200) == 1 && line.find('\n') == std::string::npos) {
+            char c = 0;
+            if (::read(out[0], &c, 1) != 1) {
+                break;
+            }
+            line += c;
+        }
+    }
+    EXPECT_EQ(::kill(pid, SIGINT), 0);
+    int status = -1;
+    ::waitpid(pid, &status, 0);
+    ::close(out[0]);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    ASSERT_FALSE(line.empty());
+    const auto change = nlohmann::json::parse(line);
+    EXPECT_EQ(change["change"], "changed");
+    EXPECT_EQ(change["id"], id);
+    EXPECT_TRUE(change["title"].get<std::string>().starts_with("Groceries ")) << line;
+}
+
 TEST_F(CliNotesTest, UsageErrorsExitWithTwoAndEveryCommandHasHelp) {
     for (const std::vector<std::string>& wrong : {std::vector<std::string>{"show"},
                                                   {"show", "not-an-id"},
@@ -286,7 +419,7 @@ TEST_F(CliNotesTest, UsageErrorsExitWithTwoAndEveryCommandHasHelp) {
         EXPECT_NE(result.err.find("Usage: zemvar-notes-cli"), std::string::npos) << result.err;
     }
     for (const char* command :
-         {"list", "show", "new", "write", "delete", "pin", "unpin", "search", "path"}) {
+         {"list", "show", "new", "write", "delete", "pin", "unpin", "search", "path", "watch"}) {
         const ProcessResult result = cli({command, "--help"});
         EXPECT_EQ(result.status, 0) << command;
         EXPECT_TRUE(result.out.starts_with(std::string("Usage: zemvar-notes-cli ") + command))

@@ -21,6 +21,17 @@ QString editorForm(QString text) {
     return text;
 }
 
+// The text as it goes to the file. The editor shows every line break as "\n"; a file that
+// mixes line endings keeps them on the lines that were not edited (a file with one style gets
+// it back when encoded).
+std::string fileText(const core::ExternalTextFile& revision, const QString& text) {
+    const std::string_view original = revision.text();
+    if (revision.lineEnding() || original.find('\r') == std::string_view::npos) {
+        return toStdString(text);
+    }
+    return core::withLineBreaksOf(original, toStdString(editorForm(text)));
+}
+
 QString resolved(const QString& path) {
     return fromFilesystemPath(core::resolvedPath(toFilesystemPath(path)));
 }
@@ -77,7 +88,7 @@ bool NotesExternalDocument::save() {
         clearSaveConfirmation();
         try {
             m_revision.checkUnchanged(toFilesystemPath(m_path));
-            if (m_revision.encoded(toStdString(m_text)) == m_revision.originalData()) {
+            if (m_revision.encoded(fileText(m_revision, m_text)) == m_revision.originalData()) {
                 clearMessage();
                 confirmSave();
                 Q_EMIT fileSaved();
@@ -110,7 +121,7 @@ bool NotesExternalDocument::write(const QString& destination) {
         if (newPath == m_path) {
             m_revision.checkUnchanged(target);
         }
-        std::string bytes = m_revision.encoded(toStdString(m_text));
+        std::string bytes = m_revision.encoded(fileText(m_revision, m_text));
         core::ExternalTextFile::write(target, bytes);
         m_revision = core::ExternalTextFile(std::move(bytes));
         m_baseline = editorForm(toQString(m_revision.text()));

@@ -11,6 +11,7 @@
 #include "app/editor/view_switches.h"
 #include "app/model/app_settings.h"
 #include "app/model/qt_text.h"
+#include "app/platform/window_hints.h"
 
 #include <QButtonGroup>
 #include <QCloseEvent>
@@ -121,7 +122,9 @@ NotesExternalFileView::NotesExternalFileView(NotesExternalDocument& document, QS
     refreshStatus();
     refreshMessage();
     refreshBody();
-    if (QScreen* screen = QGuiApplication::primaryScreen()) {
+    // Where the compositor places windows, it chooses.
+    QScreen* screen = QGuiApplication::primaryScreen();
+    if (screen != nullptr && platform::appPlacesWindows()) {
         move(screen->availableGeometry().center() - rect().center());
     }
 }

@@ -295,7 +295,13 @@ QString themeName(AppIcon icon) {
 QIcon appIcon(AppIcon icon, const QColor& color) {
     QIcon drawn(new DrawnIconEngine(icon, color));
     const QString name = themeName(icon);
-    return name.isEmpty() ? drawn : QIcon::fromTheme(name, drawn);
+    // Without a desktop's icon theme Qt falls back to "hicolor", which holds application icons
+    // only: looking action icons up there finds none and costs a tenth of the app's start.
+    const QString theme = QIcon::themeName();
+    if (name.isEmpty() || theme.isEmpty() || theme == QLatin1String("hicolor")) {
+        return drawn;
+    }
+    return QIcon::fromTheme(name, drawn);
 }
 
 } // namespace zemvar::app

@@ -74,6 +74,8 @@ public:
     // The document's text with "\n" between lines, kept in step edit by edit: building it
     // anew for every keystroke takes longer than everything else a keystroke does.
     QString text;
+    // The text being given to the document whole, when it stores it unchanged.
+    const QString* replacing = nullptr;
 
     /// Brings `text` up to date with a change of the document; returns whether its characters
     /// changed (colouring and relayout report changes that leave them as they are).
@@ -94,6 +96,11 @@ public:
 };
 
 bool NoteEditorView::Private::followEdit(int position, int removed, int added) {
+    if (replacing != nullptr) {
+        const bool changed = text != *replacing;
+        text = *replacing;
+        return changed;
+    }
     const QTextDocument* document = view->document();
     const auto oldLength = static_cast<int>(text.size());
     const int newLength = document->characterCount() - 1;
@@ -124,7 +131,20 @@ void NoteEditorView::Private::replaceText(const QString& replacement) {
         return;
     }
     const bool wasSuppressed = std::exchange(suppress, true);
-    view->setPlainText(replacement);
+    // The document keeps every character of a text without carriage returns and paragraph or
+    // frame separators, so that such a text need not be read back out of it.
+    const bool storedAsGiven = std::none_of(replacement.cbegin(), replacement.cend(), [](QChar c) {
+        return c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xFDD0) ||
+               c == QChar(0xFDD1);
+    });
+    replacing = storedAsGiven ? &replacement : nullptr;
+    // QPlainTextEdit::setPlainText would also give every character the cursor's format, which
+    // takes a third of the time a long text takes; the document alone stores the same text.
+    QTextDocument* document = view->document();
+    document->setPlainText(replacement);
+    view->setTextCursor(QTextCursor(document));
+    replacing = nullptr;
+    Q_ASSERT(!storedAsGiven || text == view->text());
     suppress = wasSuppressed;
     normalisedFrom = text == replacement ? QString() : replacement;
     normalisedTo = text == replacement ? QString() : text;
@@ -208,7 +228,7 @@ std::optional<core::NoteCodeLanguage> NoteEditorView::Private::highlightLanguage
 }
 
 void NoteEditorView::Private::applyHighlighting() {
-    highlighter->setLanguage(highlightLanguage(), dark);
+    highlighter->setLanguage(highlightLanguage(), dark, &text);
 }
 
 void NoteEditorView::Private::applyResults() {
@@ -263,6 +283,18 @@ NoteEditorView::NoteEditorView(QWidget* parent)
                     d->edited = true;
                 }
             });
+    // A long text is coloured in steps: the lines on screen go first. Queued, as the view asks
+    // for updates while the document is still laying out a change.
+    connect(
+        d->view, &QPlainTextEdit::updateRequest, this,
+        [this] {
+            if (d->highlighter->isColouringInBackground()) {
+                d->highlighter->colourLines(d->view->firstVisibleTextBlock(),
+                                            d->view->viewport()->height() / linePitch(d->fontSize) +
+                                                2);
+            }
+        },
+        Qt::QueuedConnection);
     // Reported once the document has laid the change out, so that listeners see it in place.
     connect(d->view, &QPlainTextEdit::textChanged, this, [this] {
         if (std::exchange(d->edited, false)) {

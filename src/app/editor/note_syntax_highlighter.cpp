@@ -10,9 +10,11 @@
 #include <string>
 #include <utility>
 
+#include <QElapsedTimer>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTextLayout>
 #include <QtGlobal>
 
 namespace zemvar::app {
@@ -76,6 +78,27 @@ int scan(const QRegularExpression& expression, const QString& text, int from,
         position = std::max(out.back().end, position + 1);
     }
     return position;
+}
+
+// The expression runs without validating its subject, so no lone surrogate may reach it:
+// each becomes U+FFFD. `before` and `after` are the characters just outside `text`.
+void replaceLoneSurrogates(QString& text, QChar before, QChar after) {
+    const QString original = text;
+    const auto at = [&](qsizetype i) {
+        return i < 0 ? before : i >= original.size() ? after : original[i];
+    };
+    for (qsizetype i = 0; i < original.size(); ++i) {
+        const QChar c = original[i];
+        if (c.isHighSurrogate()) {
+            if (at(i + 1).isLowSurrogate()) {
+                ++i;
+            } else {
+                text[i] = QChar::ReplacementCharacter;
+            }
+        } else if (c.isLowSurrogate() && !(i == 0 && before.isHighSurrogate())) {
+            text[i] = QChar::ReplacementCharacter;
+        }
+    }
 }
 
 bool isAsciiHexDigit(QChar c) {
@@ -166,32 +189,12 @@ std::pair<int, int> differingRange(const std::vector<NoteSyntaxHighlighter::Matc
 } // namespace
 
 NoteSyntaxHighlighter::NoteSyntaxHighlighter(QTextDocument* document)
-    : QSyntaxHighlighter(static_cast<QObject*>(document))
+    : QObject(document)
     , m_document(document) {
-}
-
-void NoteSyntaxHighlighter::attach() {
-    if (QSyntaxHighlighter::document() != nullptr || !m_document) {
-        return;
-    }
-    // The tokens must be current before the base class colours the edited lines, and lines it
-    // does not revisit are coloured after it: hence one connection on either side of its own.
-    connect(m_document, &QTextDocument::contentsChange, this,
-            &NoteSyntaxHighlighter::updateMatches);
-    setDocument(m_document);
-    connect(m_document, &QTextDocument::contentsChange, this,
-            &NoteSyntaxHighlighter::colourRemainingLines);
-}
-
-void NoteSyntaxHighlighter::detach() {
-    if (QSyntaxHighlighter::document() == nullptr) {
-        return;
-    }
-    disconnect(m_document, &QTextDocument::contentsChange, this,
-               &NoteSyntaxHighlighter::updateMatches);
-    disconnect(m_document, &QTextDocument::contentsChange, this,
-               &NoteSyntaxHighlighter::colourRemainingLines);
-    setDocument(nullptr); // removes every colour
+    connect(document, &QTextDocument::contentsChange, this, &NoteSyntaxHighlighter::followEdit);
+    m_slices.setSingleShot(true);
+    m_slices.setInterval(0);
+    connect(&m_slices, &QTimer::timeout, this, &NoteSyntaxHighlighter::colourSlice);
 }
 
 QColor NoteSyntaxHighlighter::color(core::SyntaxTokenClass tokenClass, bool dark) {
@@ -225,7 +228,8 @@ const QRegularExpression& NoteSyntaxHighlighter::expression(core::NoteCodeLangua
     return expressions[indexOf(language)];
 }
 
-void NoteSyntaxHighlighter::setLanguage(std::optional<core::NoteCodeLanguage> language, bool dark) {
+void NoteSyntaxHighlighter::setLanguage(std::optional<core::NoteCodeLanguage> language, bool dark,
+                                        const QString* text) {
     if (language == m_language && dark == m_dark) {
         return;
     }
@@ -240,22 +244,26 @@ void NoteSyntaxHighlighter::setLanguage(std::optional<core::NoteCodeLanguage> la
         // Without colours the text need not be followed at all: a plain note pays nothing.
         m_text.clear();
         m_matches.clear();
-        detach();
+        removeColours();
         return;
     }
-    attach();
     if (!sameTokens) {
-        rescanAll();
+        rescanAll(text);
     }
-    rehighlight();
+    colourRange(0, m_document->characterCount() - 1);
 }
 
-void NoteSyntaxHighlighter::rescanAll() {
+void NoteSyntaxHighlighter::rescanAll(const QString* text) {
     m_matches.clear();
     if (!m_language) {
         return;
     }
-    m_text = documentText(0, m_document->characterCount() - 1);
+    if (text != nullptr) {
+        m_text = *text;
+        replaceLoneSurrogates(m_text, QChar(), QChar());
+    } else {
+        m_text = documentText(0, m_document->characterCount() - 1);
+    }
     scan(expression(*m_language), m_text, 0, m_matches, [](int) { return false; });
 }
 
@@ -267,26 +275,9 @@ QString NoteSyntaxHighlighter::documentText(int from, int to) const {
     QString text = cursor.selectedText();
     text.replace(QChar::ParagraphSeparator, u'\n');
 
-    // The expression runs without validating its subject, so no lone surrogate may reach it.
-    // Whether one is lone can depend on the characters just outside [from, to).
-    const QChar before = from > 0 ? doc->characterAt(from - 1) : QChar();
-    const QChar after = doc->characterAt(to);
-    const QString original = text;
-    const auto at = [&](qsizetype i) {
-        return i < 0 ? before : i >= original.size() ? after : original[i];
-    };
-    for (qsizetype i = 0; i < original.size(); ++i) {
-        const QChar c = original[i];
-        if (c.isHighSurrogate()) {
-            if (at(i + 1).isLowSurrogate()) {
-                ++i;
-            } else {
-                text[i] = QChar::ReplacementCharacter;
-            }
-        } else if (c.isLowSurrogate() && !(i == 0 && before.isHighSurrogate())) {
-            text[i] = QChar::ReplacementCharacter;
-        }
-    }
+    // Whether a surrogate is lone can depend on the characters just outside [from, to).
+    replaceLoneSurrogates(text, from > 0 ? doc->characterAt(from - 1) : QChar(),
+                          doc->characterAt(to));
     return text;
 }
 
@@ -319,22 +310,15 @@ int NoteSyntaxHighlighter::reach(const Match& match) const {
     return furthest;
 }
 
-void NoteSyntaxHighlighter::updateMatches(int position, int removed, int added) {
-    m_dirtyFrom = m_dirtyTo = 0;
-    m_firstColouredBlock = m_lastColouredBlock = -1;
-    if (!m_language) {
-        return;
-    }
+std::pair<int, int> NoteSyntaxHighlighter::updateMatches(int position, int removed, int added) {
     const int oldLength = static_cast<int>(m_text.size());
-    const int newLength = document()->characterCount() - 1;
+    const int newLength = m_document->characterCount() - 1;
     // Qt counts the final paragraph separator when the whole text is replaced.
     removed = std::min(removed, oldLength - position);
     added = newLength - (oldLength - removed);
     if (position < 0 || removed < 0 || added < 0 || position + added > newLength) {
         rescanAll();
-        m_dirtyFrom = 0;
-        m_dirtyTo = newLength;
-        return;
+        return {0, newLength};
     }
     const int editedFrom = position;
     const int editedTo = position + added;
@@ -397,8 +381,9 @@ void NoteSyntaxHighlighter::updateMatches(int position, int removed, int added) 
     }
     std::erase_if(replaced, [](const Match& m) { return m.start >= m.end; });
     const auto [diffFrom, diffTo] = differingRange(replaced, fresh);
-    m_dirtyFrom = std::min(diffFrom, editedFrom);
-    m_dirtyTo = std::min(std::max(diffTo, editedTo), std::max(stoppedAt, editedTo));
+    const std::pair<int, int> dirty{
+        std::min(diffFrom, editedFrom),
+        std::min(std::max(diffTo, editedTo), std::max(stoppedAt, editedTo))};
 
     // Splice the new tokens in and move the ones after them.
     const auto replacedCount = static_cast<std::ptrdiff_t>(resumeOld - kept);
@@ -417,51 +402,163 @@ void NoteSyntaxHighlighter::updateMatches(int position, int removed, int added) 
             m_matches[k].end += delta;
         }
     }
+    return dirty;
 }
 
-void NoteSyntaxHighlighter::colourRemainingLines(int, int, int) {
-    const int from = m_dirtyFrom;
-    const int to = m_dirtyTo;
-    m_dirtyFrom = m_dirtyTo = 0;
-    if (!m_language || from >= to) {
+void NoteSyntaxHighlighter::followEdit(int position, int removed, int added) {
+    if (!m_language) {
         return;
     }
-    // Typically the line before the edit: a word there is a function name only while a "("
-    // follows, possibly on a later line.
-    for (QTextBlock block = document()->findBlock(from); block.isValid() && block.position() < to;
-         block = block.next()) {
-        const int number = block.blockNumber();
-        const bool coloured = m_firstColouredBlock <= number && number <= m_lastColouredBlock;
-        const int textEnd = block.position() + block.length() - 1;
-        if (!coloured && from < textEnd && to > block.position()) {
-            rehighlightBlock(block);
+    const auto [from, to] = updateMatches(position, removed, added);
+    colourRange(from, to);
+}
+
+void NoteSyntaxHighlighter::colourRange(int from, int to) {
+    // About a screen of lines at once; more would only delay the first paint of a long text.
+    constexpr int linesAtOnce = 200;
+    // Every line from the one holding `from` to the one holding `to`: an edit that only
+    // removed characters leaves from == to, one that ends in a line break ends a line early.
+    const QTextBlock block = colourBlocks(m_document->findBlock(from), linesAtOnce, to);
+    if (!block.isValid() || block.position() > to) {
+        return;
+    }
+    const int end = std::min(to, m_document->characterCount() - 1);
+    if (m_uncoloured.isNull()) {
+        m_uncoloured = m_uncolouredEnd = QTextCursor(m_document);
+        m_uncoloured.setPosition(block.position());
+        m_uncolouredEnd.setPosition(end);
+    } else {
+        m_uncoloured.setPosition(std::min(m_uncoloured.position(), block.position()));
+        m_uncolouredEnd.setPosition(std::max(m_uncolouredEnd.position(), end));
+    }
+    m_slices.start();
+}
+
+void NoteSyntaxHighlighter::colourSlice() {
+    // Short enough that typing and scrolling stay smooth while a long text is coloured.
+    constexpr qint64 sliceMilliseconds = 4;
+    constexpr int linesPerBatch = 64;
+    if (m_uncoloured.isNull()) {
+        return;
+    }
+    QElapsedTimer elapsed;
+    elapsed.start();
+    const int end = m_uncolouredEnd.position();
+    QTextBlock block = m_document->findBlock(m_uncoloured.position());
+    while (block.isValid() && block.position() <= end && !elapsed.hasExpired(sliceMilliseconds)) {
+        if (!m_colouredAhead.isNull() && block.position() == m_colouredAhead.anchor()) {
+            // Lines a view asked for are coloured already.
+            block = m_document->findBlock(m_colouredAhead.position());
+            m_colouredAhead = QTextCursor();
+            continue;
+        }
+        const int aheadStart = m_colouredAhead.isNull() ? end : m_colouredAhead.anchor() - 1;
+        block = colourBlocks(block, linesPerBatch, std::min(end, aheadStart));
+    }
+    if (!block.isValid() || block.position() > end) {
+        m_uncoloured = m_uncolouredEnd = m_colouredAhead = QTextCursor();
+        return;
+    }
+    m_uncoloured.setPosition(block.position());
+    m_slices.start();
+}
+
+void NoteSyntaxHighlighter::colourLines(QTextBlock first, int count) {
+    if (m_uncoloured.isNull() || !first.isValid() || first.position() < m_uncoloured.position()) {
+        return;
+    }
+    if (!m_colouredAhead.isNull() && m_colouredAhead.anchor() <= first.position() &&
+        first.position() < m_colouredAhead.position()) {
+        return; // asked for again as the view repaints what it was just given
+    }
+    const QTextBlock after = colourBlocks(first, count, INT_MAX);
+    m_colouredAhead = QTextCursor(m_document);
+    m_colouredAhead.setPosition(first.position());
+    m_colouredAhead.setPosition(after.isValid() ? after.position()
+                                                : m_document->characterCount() - 1,
+                                QTextCursor::KeepAnchor);
+}
+
+QTextBlock NoteSyntaxHighlighter::colourBlocks(QTextBlock block, int count, int end) {
+    if (!block.isValid()) {
+        return block;
+    }
+    // The colours go straight to the lines' layouts, and the document learns of them once for
+    // all lines: it then only drops the layouts of lines off screen instead of laying each out
+    // again, which costs more than finding every token of the text.
+    const int from = block.position();
+    int to = from;
+    auto match = std::partition_point(m_matches.begin(), m_matches.end(),
+                                      [from](const Match& m) { return m.end <= from; });
+    QList<QTextLayout::FormatRange> ranges;
+    for (int k = 0; block.isValid() && k < count && block.position() <= end; ++k) {
+        const int start = block.position();
+        const int textEnd = start + block.length() - 1;
+        ranges.clear();
+        while (match != m_matches.end() && match->end <= start) {
+            ++match;
+        }
+        for (auto m = match; m != m_matches.end() && m->start < textEnd; ++m) {
+            const int rangeStart = std::max(m->start, start);
+            ranges.append({rangeStart - start, std::min(m->end, textEnd) - rangeStart,
+                           m_formats[static_cast<std::size_t>(m->tokenClass)]});
+        }
+        QTextLayout* layout = block.layout();
+        keepPreedit(*layout, ranges);
+        if (layout->formats() != ranges) {
+            layout->setFormats(ranges);
+            m_hasColours = m_hasColours || !ranges.isEmpty();
+            to = textEnd + 1;
+        }
+        block = block.next();
+    }
+    if (to > from) {
+        m_document->markContentsDirty(from, to - from);
+    }
+    return block;
+}
+
+void NoteSyntaxHighlighter::keepPreedit(const QTextLayout& layout,
+                                        QList<QTextLayout::FormatRange>& ranges) {
+    // Text an input method is composing sits inside the line without being part of the
+    // document: the colours after it move along, and its own formats stay.
+    const int preeditStart = layout.preeditAreaPosition();
+    const auto preeditLength = static_cast<int>(layout.preeditAreaText().size());
+    if (preeditLength == 0) {
+        return;
+    }
+    for (QTextLayout::FormatRange& range : ranges) {
+        if (range.start >= preeditStart) {
+            range.start += preeditLength;
+        } else if (range.start + range.length >= preeditStart) {
+            range.length += preeditLength;
+        }
+    }
+    for (const QTextLayout::FormatRange& own : layout.formats()) {
+        if (own.start >= preeditStart && own.start + own.length <= preeditStart + preeditLength) {
+            ranges.append(own);
         }
     }
 }
 
-void NoteSyntaxHighlighter::highlightBlock(const QString& text) {
-    const QTextBlock block = currentBlock();
-    const int number = block.blockNumber();
-    m_firstColouredBlock =
-        m_firstColouredBlock < 0 ? number : std::min(m_firstColouredBlock, number);
-    m_lastColouredBlock = std::max(m_lastColouredBlock, number);
-    if (!m_language) {
+void NoteSyntaxHighlighter::removeColours() {
+    m_slices.stop();
+    m_uncoloured = m_uncolouredEnd = m_colouredAhead = QTextCursor();
+    if (!std::exchange(m_hasColours, false)) {
         return;
     }
-    const int start = block.position();
-    const int end = start + static_cast<int>(text.size());
-    auto match = std::partition_point(m_matches.begin(), m_matches.end(),
-                                      [start](const Match& m) { return m.end <= start; });
-    for (; match != m_matches.end() && match->start < end; ++match) {
-        const int from = std::max(match->start, start);
-        const int to = std::min(match->end, end);
-        setFormat(from - start, to - from, m_formats[static_cast<std::size_t>(match->tokenClass)]);
+    int from = -1;
+    int to = 0;
+    for (QTextBlock block = m_document->begin(); block.isValid(); block = block.next()) {
+        QTextLayout* layout = block.layout();
+        if (!layout->formats().isEmpty()) {
+            layout->clearFormats();
+            from = from < 0 ? block.position() : from;
+            to = block.position() + block.length();
+        }
     }
-    // The base class goes on to the next line only when this line's state changed: flip it
-    // while colours further down still have to change.
-    const QTextBlock next = block.next();
-    if (next.isValid() && m_dirtyFrom < m_dirtyTo && m_dirtyTo > next.position()) {
-        setCurrentBlockState(currentBlockState() == 1 ? 0 : 1);
+    if (from >= 0) {
+        m_document->markContentsDirty(from, to - from);
     }
 }
 

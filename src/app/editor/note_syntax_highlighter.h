@@ -7,15 +7,19 @@
 
 #include <array>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include <QColor>
 #include <QPointer>
 #include <QRegularExpression>
 #include <QString>
-#include <QSyntaxHighlighter>
+#include <QTextBlock>
 #include <QTextCharFormat>
+#include <QTextCursor>
 #include <QTextDocument>
+#include <QTextLayout>
+#include <QTimer>
 
 namespace zemvar::app {
 
@@ -29,8 +33,12 @@ namespace zemvar::app {
 /// the pass is resumed shortly before the edit and stops as soon as it falls back in step with
 /// the previous pass, and only the lines whose colours changed are coloured again.
 ///
+/// A long text is coloured in steps: the first screen at once, the rest in short slices from
+/// the event loop, and the lines on screen whenever the view asks (colourLines). Until a slice
+/// reaches them, lines further down keep the colours they had (none in a text just shown).
+///
 /// GUI thread only. Owned by the document it colours.
-class NoteSyntaxHighlighter : public QSyntaxHighlighter {
+class NoteSyntaxHighlighter : public QObject {
     Q_OBJECT
 
 public:
@@ -47,32 +55,45 @@ public:
     explicit NoteSyntaxHighlighter(QTextDocument* document);
 
     /// Colours the text for `language` with its light or dark palette, or removes every colour
-    /// when there is no language. Changes nothing when both are already in effect.
-    void setLanguage(std::optional<core::NoteCodeLanguage> language, bool dark);
+    /// when there is no language. Changes nothing when both are already in effect. `text`, when
+    /// given, is the document's text with "\n" between lines: reading a long text back out of
+    /// the document costs as much as finding its tokens.
+    void setLanguage(std::optional<core::NoteCodeLanguage> language, bool dark,
+                     const QString* text = nullptr);
     std::optional<core::NoteCodeLanguage> language() const { return m_language; }
     bool isDark() const { return m_dark; }
 
     /// The tokens of the whole text, in order; empty without a language.
     const std::vector<Match>& matches() const { return m_matches; }
+    /// True while lines wait to be coloured from the event loop.
+    bool isColouringInBackground() const { return !m_uncoloured.isNull(); }
+    /// Colours `count` lines from `first` now, if the background pass has not yet reached them
+    /// (the lines a view is about to show).
+    void colourLines(QTextBlock first, int count);
 
     /// The colour of a token class in the light or dark palette.
     static QColor color(core::SyntaxTokenClass tokenClass, bool dark);
     /// The compiled expression of `language`, built once per language for the process.
     static const QRegularExpression& expression(core::NoteCodeLanguage language);
 
-protected:
-    void highlightBlock(const QString& text) override;
-
 private:
-    // Connected before and after QSyntaxHighlighter's own handler of the same signal: the first
-    // brings the tokens up to date, the second colours lines the base class does not revisit.
-    void updateMatches(int position, int removed, int added);
-    void colourRemainingLines(int position, int removed, int added);
-
-    /// Follows the document's edits (with a language) or leaves it alone (without).
-    void attach();
-    void detach();
-    void rescanAll();
+    /// Brings the tokens up to date with an edit and colours the lines whose colours changed.
+    void followEdit(int position, int removed, int added);
+    /// Returns the range [from, to) whose colours changed (new offsets).
+    std::pair<int, int> updateMatches(int position, int removed, int added);
+    /// Colours the lines from offset `from` up to `to`: a screenful at once, the rest in slices
+    /// from the event loop.
+    void colourRange(int from, int to);
+    /// Colours one slice of the background pass.
+    void colourSlice();
+    /// Colours at most `count` lines from `block` on that start at or before offset `end`;
+    /// returns the line after the last one coloured.
+    QTextBlock colourBlocks(QTextBlock block, int count, int end);
+    /// Adjusts `ranges` for the text an input method is composing in the line of `layout`.
+    static void keepPreedit(const QTextLayout& layout, QList<QTextLayout::FormatRange>& ranges);
+    void removeColours();
+    /// Finds the tokens of the whole text (`text` as for setLanguage).
+    void rescanAll(const QString* text = nullptr);
     /// The text [from, to) of the document, "\n" between lines, lone surrogates replaced.
     QString documentText(int from, int to) const;
     /// How far past its end the search that found `match` looked (exclusive); INT_MAX when it
@@ -86,12 +107,14 @@ private:
     /// The text the tokens were found in, kept in step with the document edit by edit.
     QString m_text;
     std::vector<Match> m_matches;
-    /// Where colours changed with the edit being handled (new offsets), empty when from >= to.
-    int m_dirtyFrom = 0;
-    int m_dirtyTo = 0;
-    /// The blocks coloured while that edit was handled.
-    int m_firstColouredBlock = -1;
-    int m_lastColouredBlock = -1;
+    /// The start of the first line the background pass has yet to colour, and where that pass
+    /// ends; null while nothing waits. Cursors, so that they move with edits.
+    QTextCursor m_uncoloured;
+    QTextCursor m_uncolouredEnd;
+    /// Lines beyond m_uncoloured coloured early because a view showed them (anchor to position).
+    QTextCursor m_colouredAhead;
+    QTimer m_slices;
+    bool m_hasColours = false;
 };
 
 } // namespace zemvar::app

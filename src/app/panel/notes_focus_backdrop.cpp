@@ -56,8 +56,21 @@ NotesFocusBackdrop::NotesFocusBackdrop(QSettings& settings, QString libraryFolde
 
 NotesFocusBackdrop::~NotesFocusBackdrop() = default;
 
+bool NotesFocusBackdrop::isAvailable() {
+    return platform::appPlacesWindows();
+}
+
+QString NotesFocusBackdrop::unavailableReason() {
+    return QStringLiteral("Focus mode is not available on Wayland: there the desktop alone "
+                          "decides which window is in front, so nothing can be kept just behind "
+                          "the note.");
+}
+
 void NotesFocusBackdrop::show(QWidget* panel, std::function<void()> onDismiss) {
     hide();
+    if (!isAvailable()) {
+        return;
+    }
     m_panel = panel;
     m_onDismiss = std::move(onDismiss);
     rebuild();

@@ -25,11 +25,18 @@ class PanelBackground;
 /// whole geometry (taskbars and docks included) just below the panel, drawn with the panel
 /// background in the panel's colours. The windows never take the keyboard (typing goes on in
 /// the panel), appear in no taskbar, and are made anew whenever a screen is added, removed or
-/// changes its geometry. A click on one calls the dismissal callback.
+/// changes its geometry. A click on one calls the dismissal callback. Where the backdrop is not
+/// available (isAvailable()), show() does nothing.
 class NotesFocusBackdrop : public QObject {
     Q_OBJECT
 
 public:
+    /// Whether the backdrop can be shown here: not on Wayland, where the compositor alone
+    /// stacks windows, so none can be kept just below the panel.
+    static bool isAvailable();
+    /// Why it cannot, for the user.
+    static QString unavailableReason();
+
     /// `settings` (the background preferences) must outlive the backdrop; `libraryFolder`
     /// holds the background image.
     NotesFocusBackdrop(QSettings& settings, QString libraryFolder, QObject* parent = nullptr);

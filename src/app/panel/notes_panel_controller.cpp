@@ -10,6 +10,7 @@
 #include "app/panel/notes_panel.h"
 #include "app/panel/notes_root_view.h"
 #include "app/panel/panel_background.h"
+#include "app/platform/window_hints.h"
 #include "core/notes/library_path.h"
 #include "core/notes/note_export.h"
 
@@ -28,6 +29,18 @@
 #include <QWindow>
 
 namespace zemvar::app {
+namespace {
+
+// Gives `window` the frame `frame`; where the compositor places windows, only its size.
+void setFrame(QWidget& window, const QRect& frame) {
+    if (platform::appPlacesWindows()) {
+        window.setGeometry(frame);
+    } else {
+        window.resize(frame.size());
+    }
+}
+
+} // namespace
 
 NotesPanelController::NotesPanelController(NotesModel& model, QSettings& settings,
                                            NotesRootView* content, QString libraryFolder,
@@ -94,7 +107,11 @@ void NotesPanelController::restoreFrame() {
     if (m_panel->restoreGeometry(m_settings.value(settings::panelGeometry).toByteArray())) {
         return;
     }
-    // First launch: centre the panel on the screen under the pointer.
+    // First launch: centre the panel on the screen under the pointer; where the compositor
+    // places windows, it chooses.
+    if (!platform::appPlacesWindows()) {
+        return;
+    }
     QScreen* screen = QGuiApplication::screenAt(QCursor::pos());
     if (screen == nullptr) {
         screen = QGuiApplication::primaryScreen();
@@ -194,11 +211,11 @@ void NotesPanelController::toggleExpanded() {
         QScreen* screen =
             m_panel->screen() != nullptr ? m_panel->screen() : QGuiApplication::primaryScreen();
         if (screen != nullptr) {
-            m_panel->setGeometry(screen->availableGeometry());
+            setFrame(*m_panel, screen->availableGeometry());
         }
     } else {
         if (m_compactFrame) {
-            m_panel->setGeometry(*m_compactFrame);
+            setFrame(*m_panel, *m_compactFrame);
         }
         m_model.setExpanded(false);
     }
@@ -206,6 +223,10 @@ void NotesPanelController::toggleExpanded() {
 }
 
 void NotesPanelController::toggleFocus() {
+    if (!m_model.focusEnabled() && !NotesFocusBackdrop::isAvailable()) {
+        m_model.appendBannerMessage(NotesFocusBackdrop::unavailableReason());
+        return;
+    }
     m_model.setFocusEnabled(!m_model.focusEnabled());
     if (!m_model.focusEnabled()) {
         endFocusBackdrop();
@@ -221,7 +242,7 @@ void NotesPanelController::toggleFocus() {
 }
 
 void NotesPanelController::restoreFocus() {
-    if (!m_model.focusEnabled() || m_model.focusActive()) {
+    if (!m_model.focusEnabled() || m_model.focusActive() || !NotesFocusBackdrop::isAvailable()) {
         return;
     }
     m_model.setFocusActive(true);

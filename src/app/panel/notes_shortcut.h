@@ -76,6 +76,8 @@ public:
     std::optional<QString> registerPreset(NotesShortcutPreset preset);
     /// Releases the registration, if any.
     void unregister();
+    /// Whether the desktop offers a shortcut service to try (X11 key grabs, the portal).
+    bool hasService() const { return m_backend != nullptr; }
     /// The preset held now; none before the first success and after a failure.
     std::optional<NotesShortcutPreset> registeredPreset() const { return m_registered; }
 

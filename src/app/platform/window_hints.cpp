@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -20,15 +22,17 @@
 namespace zemvar::app::platform {
 namespace {
 
-// The X11 connection `window` lives on; null off X11 or before the window exists.
-xcb_connection_t* connectionOf(const QWindow& window) {
+// The application's X11 connection; null off X11.
+xcb_connection_t* x11Connection() {
     const auto* x11 = qGuiApp != nullptr
                           ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>()
                           : nullptr;
-    if (x11 == nullptr || window.handle() == nullptr) {
-        return nullptr;
-    }
-    return x11->connection();
+    return x11 != nullptr ? x11->connection() : nullptr;
+}
+
+// The X11 connection `window` lives on; null off X11 or before the window exists.
+xcb_connection_t* connectionOf(const QWindow& window) {
+    return window.handle() != nullptr ? x11Connection() : nullptr;
 }
 
 std::optional<xcb_atom_t> internAtom(xcb_connection_t* connection, std::string_view name) {
@@ -50,8 +54,9 @@ bool succeeded(xcb_connection_t* connection, xcb_void_cookie_t cookie) {
     return !error;
 }
 
-bool replaceProperty(QWindow& window, std::string_view name, xcb_atom_t type,
-                     const std::vector<std::uint32_t>& values) {
+// Sets the property `name` of `window` to `count` items of `format` bits at `data`.
+bool replaceProperty(QWindow& window, std::string_view name, xcb_atom_t type, std::uint8_t format,
+                     std::size_t count, const void* data) {
     xcb_connection_t* connection = connectionOf(window);
     const std::optional<xcb_atom_t> property =
         connection != nullptr ? internAtom(connection, name) : std::nullopt;
@@ -60,8 +65,8 @@ bool replaceProperty(QWindow& window, std::string_view name, xcb_atom_t type,
     }
     return succeeded(connection, xcb_change_property_checked(
                                      connection, XCB_PROP_MODE_REPLACE,
-                                     static_cast<xcb_window_t>(window.winId()), *property, type, 32,
-                                     static_cast<std::uint32_t>(values.size()), values.data()));
+                                     static_cast<xcb_window_t>(window.winId()), *property, type,
+                                     format, static_cast<std::uint32_t>(count), data));
 }
 
 // The atoms of a property of type ATOM; empty when it is not set.
@@ -112,7 +117,7 @@ bool requestBlurBehind(QWindow& window, const QRegion& region) {
                                      static_cast<std::uint32_t>(native.width()),
                                      static_cast<std::uint32_t>(native.height())});
     }
-    return replaceProperty(window, blurRegion, XCB_ATOM_CARDINAL, values);
+    return replaceProperty(window, blurRegion, XCB_ATOM_CARDINAL, 32, values.size(), values.data());
 }
 
 bool clearBlurBehind(QWindow& window) {
@@ -183,6 +188,49 @@ bool setShownInTaskbar(QWindow& window, bool shown) {
         qWarning("Could not change the taskbar state of a window");
     }
     return done;
+}
+
+bool appPlacesWindows() {
+    return !QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
+bool setStartupId(QWindow& window, const QByteArray& startupId) {
+    xcb_connection_t* connection = connectionOf(window);
+    const std::optional<xcb_atom_t> utf8 =
+        connection != nullptr ? internAtom(connection, "UTF8_STRING") : std::nullopt;
+    return utf8 && replaceProperty(window, "_NET_STARTUP_ID", *utf8, 8,
+                                   static_cast<std::size_t>(startupId.size()), startupId.data());
+}
+
+bool endStartupNotification(const QByteArray& startupId) {
+    xcb_connection_t* connection = x11Connection();
+    const std::optional<xcb_atom_t> begin =
+        connection != nullptr ? internAtom(connection, "_NET_STARTUP_INFO_BEGIN") : std::nullopt;
+    const std::optional<xcb_atom_t> more =
+        connection != nullptr ? internAtom(connection, "_NET_STARTUP_INFO") : std::nullopt;
+    if (!begin || !more) {
+        return false;
+    }
+    // The message goes to the root window in pieces of 20 bytes, the first marked as the
+    // beginning; its terminating zero ends it.
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    QByteArray text = QByteArrayLiteral("remove: ID=") + startupId;
+    text.append('\0');
+    for (qsizetype sent = 0; sent < text.size(); sent += 20) {
+        xcb_client_message_event_t message{};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 8;
+        message.window = root;
+        message.type = sent == 0 ? *begin : *more;
+        std::memcpy(message.data.data8, text.constData() + sent,
+                    static_cast<std::size_t>(std::min<qsizetype>(20, text.size() - sent)));
+        if (!succeeded(connection,
+                       xcb_send_event_checked(connection, 0, root, XCB_EVENT_MASK_PROPERTY_CHANGE,
+                                              reinterpret_cast<const char*>(&message)))) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace zemvar::app::platform

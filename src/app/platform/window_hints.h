@@ -2,6 +2,7 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #pragma once
 
+class QByteArray;
 class QRegion;
 class QWindow;
 
@@ -27,5 +28,21 @@ bool clearBlurBehind(QWindow& window);
 ///
 /// Returns false, with a warning in the log, when the X server refused a request.
 bool setShownInTaskbar(QWindow& window, bool shown);
+
+/// Whether the app chooses where its top-level windows go and how they stack: false on
+/// Wayland, where the compositor alone places windows and decides which one is in front (a
+/// requested position is ignored there, and a window's reported position means nothing).
+bool appPlacesWindows();
+
+/// Marks `window` as the one brought up by the launch with the startup notification id
+/// `startupId` (_NET_STARTUP_ID), so that the window manager gives it the focus granted to that
+/// launch; set before the window maps. `window` must have been created. Returns false off X11
+/// or when the X server refused.
+bool setStartupId(QWindow& window, const QByteArray& startupId);
+
+/// Tells the desktop that the launch with the startup notification id `startupId` is complete
+/// (the "remove" message), which ends its launch feedback. Returns false off X11 or when the X
+/// server refused.
+bool endStartupNotification(const QByteArray& startupId);
 
 } // namespace zemvar::app::platform

@@ -4,6 +4,7 @@
 
 #include "app/model/app_settings.h"
 #include "app/model/qt_text.h"
+#include "app/panel/notes_focus_backdrop.h"
 #include "app/panel/panel_background.h"
 #include "app/settings/settings_form.h"
 
@@ -175,6 +176,12 @@ QWidget* AppearanceSettings::buildFocusBackdrop() {
     auto* layout = new QVBoxLayout(section);
     layout->addWidget(preview);
     layout->addWidget(explanation);
+    if (!NotesFocusBackdrop::isAvailable()) {
+        auto* unavailable = detail::makeNote(section, detail::Tone::warning);
+        unavailable->setObjectName(QStringLiteral("focus-backdrop-unavailable"));
+        unavailable->setText(NotesFocusBackdrop::unavailableReason());
+        layout->addWidget(unavailable);
+    }
     return section;
 }
 

@@ -6,6 +6,8 @@
 #include "app/model/app_settings.h"
 #include "app/model/notes_model.h"
 #include "app/panel/notes_shortcut.h"
+#include "app/platform/gnome_custom_shortcut.h"
+#include "app/settings/desktop_shortcut_help.h"
 #include "app/settings/privacy_settings.h"
 #include "app/settings/settings_form.h"
 #include "app/shell/launch_at_login_controller.h"
@@ -13,6 +15,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -38,6 +41,12 @@ GeneralSettings::GeneralSettings(NotesAppDelegate& delegate, QSettings& settings
     m_shortcutError = detail::makeNote(this, detail::Tone::warning);
     m_shortcutError->setObjectName(QStringLiteral("shortcut-error"));
     form->addRow(static_cast<QWidget*>(nullptr), m_shortcutError);
+    if (const auto route = DesktopShortcutHelp::routeHere(m_delegate.shortcut()->hasService())) {
+        m_shortcutHelp = new DesktopShortcutHelp(
+            *route, platform::toggleCommand(QCoreApplication::applicationFilePath()),
+            storedPreset(), this);
+        form->addRow(static_cast<QWidget*>(nullptr), m_shortcutHelp);
+    }
     connect(m_shortcut, &QComboBox::currentIndexChanged, this, &GeneralSettings::chooseShortcut);
     connect(&m_delegate, &NotesAppDelegate::shortcutErrorChanged, this,
             &GeneralSettings::showShortcutError);
@@ -90,10 +99,12 @@ GeneralSettings::GeneralSettings(NotesAppDelegate& delegate, QSettings& settings
     load();
 }
 
+NotesShortcutPreset GeneralSettings::storedPreset() const {
+    return presetFromRawValue(m_settings.value(settings::notesShortcutPreset).toString());
+}
+
 void GeneralSettings::load() {
-    detail::selectStoredValue(
-        *m_shortcut,
-        rawValue(presetFromRawValue(m_settings.value(settings::notesShortcutPreset).toString())));
+    detail::selectStoredValue(*m_shortcut, rawValue(storedPreset()));
     showShortcutError();
     {
         const QSignalBlocker blocker(m_pinned);
@@ -110,13 +121,17 @@ void GeneralSettings::load() {
 void GeneralSettings::chooseShortcut(int index) {
     detail::store(m_settings, settings::notesShortcutPreset, m_shortcut->itemData(index));
     m_delegate.registerShortcut();
+    if (m_shortcutHelp != nullptr) {
+        m_shortcutHelp->setPreset(storedPreset());
+    }
     Q_EMIT changed();
 }
 
 void GeneralSettings::showShortcutError() {
+    // Where the desktop offers no shortcut service, the help says so instead.
     const QString& error = m_delegate.shortcutError();
     m_shortcutError->setText(error);
-    m_shortcutError->setVisible(!error.isEmpty());
+    m_shortcutError->setVisible(!error.isEmpty() && m_shortcutHelp == nullptr);
 }
 
 void GeneralSettings::showLaunchAtLogin() {

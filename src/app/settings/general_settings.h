@@ -11,15 +11,18 @@ class QLabel;
 
 namespace zemvar::app {
 
+class DesktopShortcutHelp;
 class NotesAppDelegate;
 class PrivacySettings;
+enum class NotesShortcutPreset;
 
 /// The General pane of the settings: the global shortcut ("notesShortcutPreset", registered
 /// again at once, a failure shown under the picker), "Keep panel open when clicking elsewhere"
 /// ("panelPinned", into the model), the "Decimal separator" ("decimalSeparator"; the model
 /// evaluates the shown note again at once) and the "Startup" section (launch at login).
 /// Each change is written to the settings file at once and announced by changed().
-/// The controls are named "shortcut" (with "shortcut-error" under it), "panel-pinned",
+/// The controls are named "shortcut" (with "shortcut-error" under it, and where the desktop
+/// offers apps no shortcut service the DesktopShortcutHelp instead), "panel-pinned",
 /// "decimal-separator" and "launch-at-login" (with "launch-at-login-note"); below them the
 /// "Privacy" section (PrivacySettings).
 class GeneralSettings : public QWidget {
@@ -36,6 +39,7 @@ Q_SIGNALS:
     void changed();
 
 private:
+    NotesShortcutPreset storedPreset() const;
     void chooseShortcut(int index);
     void showShortcutError();
     void showLaunchAtLogin();
@@ -44,6 +48,7 @@ private:
     QSettings& m_settings;
     QComboBox* m_shortcut = nullptr;
     QLabel* m_shortcutError = nullptr;
+    DesktopShortcutHelp* m_shortcutHelp = nullptr;
     QCheckBox* m_pinned = nullptr;
     QComboBox* m_separator = nullptr;
     QCheckBox* m_launchAtLogin = nullptr;

@@ -5,6 +5,7 @@
 #include "app/editor/app_icons.h"
 #include "app/editor/editor_colors.h"
 #include "app/model/app_settings.h"
+#include "app/platform/window_hints.h"
 #include "app/settings/appearance_settings.h"
 #include "app/settings/general_settings.h"
 #include "app/settings/settings_form.h"
@@ -53,7 +54,8 @@ void NotesSettingsWindow::open() {
         if (screen == nullptr) {
             screen = QGuiApplication::primaryScreen();
         }
-        if (screen != nullptr) {
+        // Where the compositor places windows, it chooses.
+        if (screen != nullptr && platform::appPlacesWindows()) {
             move(screen->availableGeometry().center() - rect().center());
         }
     }

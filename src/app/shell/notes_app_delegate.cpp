@@ -11,6 +11,9 @@
 #include "app/panel/notes_panel_controller.h"
 #include "app/panel/notes_root_view.h"
 #include "app/panel/notes_shortcut.h"
+#include "app/platform/gnome_custom_shortcut.h"
+#include "app/platform/launch_activation.h"
+#include "app/settings/desktop_shortcut_help.h"
 #include "app/settings/notes_feedback_form.h"
 #include "app/settings/notes_settings_window.h"
 #include "app/shell/dock_presence.h"
@@ -243,7 +246,15 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
     connect(m_shortcut.get(), &NotesShortcut::errorChanged, this,
             &NotesAppDelegate::shortcutErrorChanged);
     registerShortcut();
-    if (!shortcutError().isNull()) {
+    if (const auto route = DesktopShortcutHelp::routeHere(m_shortcut->hasService())) {
+        // No shortcut service: unless GNOME runs the app's own shortcut, Settings shows the way.
+        if (route != DesktopShortcutHelp::Route::gnome ||
+            !platform::gnome_custom_shortcut::isRegistered()) {
+            m_model->appendSettingsNotice(QStringLiteral(
+                "This desktop does not let apps set a global shortcut: Settings shows how to "
+                "set one."));
+        }
+    } else if (!shortcutError().isNull()) {
         // Said once, at start, with a way to another preset; later the settings window shows
         // the shortcut's errors under its picker.
         const NotesShortcutPreset preset =
@@ -392,6 +403,11 @@ void NotesAppDelegate::togglePanel() {
 }
 
 void NotesAppDelegate::handle(const NotesRequest& request) {
+    // The keyboard focus the desktop granted the launch goes to what it brings up.
+    const platform::LaunchActivation activation(
+        request.activationToken.toUtf8(), request.startupId.toUtf8(),
+        request.action == NotesRequest::Action::openFiles ? nullptr
+                                                          : m_controller->panel()->windowHandle());
     switch (request.action) {
     case NotesRequest::Action::reopen: {
         // A window of ours on screen, or minimised, keeps its place; otherwise the panel shows.

@@ -10,11 +10,13 @@
 #include "app/shell/termination_signals.h"
 
 #include <cstdio>
+#include <malloc.h>
 
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
 #include <QMessageBox>
+#include <QTimer>
 
 namespace zemvar::app {
 
@@ -82,6 +84,10 @@ int runNotesApplication(int& argc, char** argv,
     if (command.request.action != NotesRequest::Action::reopen) {
         delegate.handle(command.request);
     }
+    // Starting (the library read, the first window built and shown) frees much of the heap it
+    // used; give those pages back to the system once the first events are handled, since an
+    // app that waits in the tray should hold little.
+    QTimer::singleShot(0, [] { ::malloc_trim(0); });
     return QApplication::exec();
 }
 

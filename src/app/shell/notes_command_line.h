@@ -25,6 +25,11 @@ struct NotesRequest {
     Action action = Action::reopen;
     /// Absolute, cleaned paths of the files to open, in command-line order.
     QStringList files;
+    /// The keyboard focus the desktop granted the launch, for the window the request brings up:
+    /// the launch's XDG_ACTIVATION_TOKEN (Wayland) and DESKTOP_STARTUP_ID (X11); empty when it
+    /// had none. Filled in by SingleInstance when the request is handed over.
+    QString activationToken{};
+    QString startupId{};
 
     friend bool operator==(const NotesRequest&, const NotesRequest&) = default;
 };

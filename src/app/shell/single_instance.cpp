@@ -2,7 +2,14 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app/shell/single_instance.h"
 
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 #include <QCryptographicHash>
 #include <QDeadlineTimer>
@@ -12,9 +19,9 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLocalServer>
-#include <QLocalSocket>
 #include <QLockFile>
+#include <QScopeGuard>
+#include <QSocketNotifier>
 #include <QTimer>
 
 namespace zemvar::app {
@@ -50,21 +57,132 @@ std::optional<NotesRequest::Action> actionNamed(const QString& name) {
     return std::nullopt;
 }
 
+// A bare name lives in the temporary folder.
+QString socketPath(const QString& serverName) {
+    return QDir::isAbsolutePath(serverName) ? serverName
+                                            : QDir(QDir::tempPath()).filePath(serverName);
+}
+
+// The activation tokens of a request: their keys in the message, and the variables a launch
+// finds them in.
+struct TokenField {
+    const char* key;
+    const char* variable;
+    QString NotesRequest::*member;
+};
+constexpr TokenField tokenFields[] = {
+    {"activationToken", "XDG_ACTIVATION_TOKEN", &NotesRequest::activationToken},
+    {"startupId", "DESKTOP_STARTUP_ID", &NotesRequest::startupId},
+};
+
 // The lock that makes launches take turns lives beside the socket.
 QString lockPath(const QString& serverName) {
-    const QString path =
-        QDir::isAbsolutePath(serverName) ? serverName : QDir(QDir::tempPath()).filePath(serverName);
-    return path + QStringLiteral(".lock");
+    return socketPath(serverName) + QStringLiteral(".lock");
+}
+
+sockaddr_un socketAddress(const QString& serverName) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const QByteArray path = QFile::encodeName(socketPath(serverName));
+    std::memcpy(address.sun_path, path.constData(),
+                std::min(sizeof(address.sun_path) - 1, static_cast<std::size_t>(path.size())));
+    return address;
+}
+
+QString systemMessage(int error) {
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// Waits until `fd` is ready for `events` or the deadline passes; false on the deadline.
+bool waitFor(int fd, short events, const QDeadlineTimer& deadline) {
+    pollfd entry{fd, events, 0};
+    for (;;) {
+        const int result = ::poll(&entry, 1, static_cast<int>(deadline.remainingTime()));
+        if (result >= 0 || errno != EINTR) {
+            return result > 0;
+        }
+    }
 }
 
 } // namespace
+
+/// One launch connected to the running instance: its request is read as it arrives (the
+/// instance never blocks on a launch), answered and the connection closed.
+class SingleInstance::Connection : public QObject {
+public:
+    Connection(int fd, SingleInstance* instance)
+        : QObject(instance)
+        , m_fd(fd)
+        , m_notifier(fd, QSocketNotifier::Read, this) {
+        connect(&m_notifier, &QSocketNotifier::activated, this, [this, instance] {
+            if (const auto line = readLine()) {
+                answer(*line, instance);
+            }
+        });
+        // A launch that connects and sends nothing is dropped.
+        QTimer::singleShot(receiveTimeoutMilliseconds, this, &QObject::deleteLater);
+    }
+    ~Connection() override { ::close(m_fd); }
+
+private:
+    // The request line once it is complete; closes a connection that ends or grows too long.
+    std::optional<QByteArray> readLine() {
+        char chunk[4096];
+        for (;;) {
+            const ssize_t read = ::read(m_fd, chunk, sizeof chunk);
+            if (read > 0) {
+                m_received.append(chunk, read);
+                if (const qsizetype end = m_received.indexOf('\n'); end >= 0) {
+                    return m_received.left(end);
+                }
+                if (m_received.size() > maxRequestBytes) {
+                    break;
+                }
+            } else if (read < 0 && errno == EINTR) {
+                continue;
+            } else if (read < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+                return std::nullopt;
+            } else {
+                break; // the launch hung up, or the connection failed
+            }
+        }
+        m_notifier.setEnabled(false);
+        deleteLater();
+        return std::nullopt;
+    }
+
+    void answer(const QByteArray& line, SingleInstance* instance) {
+        m_notifier.setEnabled(false);
+        const auto request = decode(line);
+        // The launch is told first, so that it can exit while the request is carried out. The
+        // answer is far smaller than any socket buffer, so the write never waits.
+        const QByteArray reply =
+            request ? QByteArray("ok\n") : QByteArray("refused: not a version 1 request\n");
+        if (::send(m_fd, reply.constData(), static_cast<std::size_t>(reply.size()), MSG_NOSIGNAL) <
+            0) {
+            qWarning("Could not answer a later launch: %s", std::strerror(errno));
+        }
+        deleteLater();
+        if (request) {
+            Q_EMIT instance->requestReceived(*request);
+        }
+    }
+
+    int m_fd;
+    QSocketNotifier m_notifier;
+    QByteArray m_received;
+};
 
 SingleInstance::SingleInstance(const QString& libraryFolder, QObject* parent)
     : QObject(parent)
     , m_name(serverName(libraryFolder)) {
 }
 
-SingleInstance::~SingleInstance() = default;
+SingleInstance::~SingleInstance() {
+    if (m_listener >= 0) {
+        ::close(m_listener);
+    }
+}
 
 QString SingleInstance::serverName(const QString& libraryFolder) {
     const QFileInfo folder(libraryFolder);
@@ -90,11 +208,16 @@ QString SingleInstance::serverName(const QString& libraryFolder) {
 }
 
 QByteArray SingleInstance::encode(const NotesRequest& request) {
-    const QJsonObject message{
+    QJsonObject message{
         {QStringLiteral("protocol"), protocolVersion},
         {QStringLiteral("action"), actionName(request.action)},
         {QStringLiteral("files"), QJsonArray::fromStringList(request.files)},
     };
+    for (const TokenField& token : tokenFields) {
+        if (!(request.*token.member).isEmpty()) {
+            message.insert(QLatin1String(token.key), request.*token.member);
+        }
+    }
     return QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n';
 }
 
@@ -117,11 +240,18 @@ std::optional<NotesRequest> SingleInstance::decode(const QByteArray& line) {
         }
         request.files.append(file.toString());
     }
+    for (const TokenField& token : tokenFields) {
+        const QJsonValue value = message.value(QLatin1String(token.key));
+        if (!(value.isString() || value.isUndefined())) {
+            return std::nullopt;
+        }
+        request.*token.member = value.toString();
+    }
     return request;
 }
 
 SingleInstance::Role SingleInstance::start(const NotesRequest& request, int timeoutMilliseconds) {
-    Q_ASSERT(!m_server);
+    Q_ASSERT(m_listener < 0);
     // Launches take turns here, so two that start together never both find the name free.
     // When the turn does not come in time (the lock folder is unusable, or another launch
     // hangs), go on without it: at worst two instances run.
@@ -135,32 +265,54 @@ SingleInstance::Role SingleInstance::start(const NotesRequest& request, int time
 }
 
 bool SingleInstance::isListening() const {
-    return m_server && m_server->isListening();
+    return m_listener >= 0;
 }
 
-std::optional<SingleInstance::Role> SingleInstance::handOver(const NotesRequest& request,
+std::optional<SingleInstance::Role> SingleInstance::handOver(NotesRequest request,
                                                              int timeoutMilliseconds) {
     const QDeadlineTimer deadline(timeoutMilliseconds);
-    QLocalSocket socket;
-    socket.connectToServer(m_name);
-    if (!socket.waitForConnected(timeoutMilliseconds)) {
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0) {
+        return std::nullopt; // cannot even ask: go on alone
+    }
+    const auto closeSocket = qScopeGuard([fd] { ::close(fd); });
+    const sockaddr_un address = socketAddress(m_name);
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0 &&
+        errno != EAGAIN && errno != EINPROGRESS) {
         // Not found, or refused because nobody listens on a socket left behind.
-        if (socket.error() != QLocalSocket::SocketTimeoutError) {
-            return std::nullopt;
-        }
-    } else {
-        socket.write(encode(request));
-        socket.flush();
-        while (!socket.canReadLine() &&
-               socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
+        return std::nullopt;
+    }
+    // The desktop granted the keyboard to this launch, whose window is the running one's.
+    for (const TokenField& token : tokenFields) {
+        if ((request.*token.member).isEmpty()) {
+            request.*token.member = qEnvironmentVariable(token.variable);
         }
     }
-    if (!socket.canReadLine()) {
+    // A full backlog (EAGAIN) means an instance that does not accept: it hangs.
+    QByteArray line = encode(request);
+    QByteArray reply;
+    while (!line.isEmpty() && waitFor(fd, POLLOUT, deadline)) {
+        const ssize_t sent =
+            ::send(fd, line.constData(), static_cast<std::size_t>(line.size()), MSG_NOSIGNAL);
+        if (sent < 0 && errno != EINTR && errno != EAGAIN) {
+            break;
+        }
+        line.remove(0, std::max<ssize_t>(sent, 0));
+    }
+    while (line.isEmpty() && !reply.contains('\n') && waitFor(fd, POLLIN, deadline)) {
+        char chunk[256];
+        const ssize_t read = ::read(fd, chunk, sizeof chunk);
+        if (read == 0 || (read < 0 && errno != EINTR && errno != EAGAIN)) {
+            break;
+        }
+        reply.append(chunk, std::max<ssize_t>(read, 0));
+    }
+    if (!reply.contains('\n')) {
         m_errorString =
             QStringLiteral("Zemvar Notes is already running for this library but does not answer.");
         return Role::failed;
     }
-    const QByteArray reply = socket.readLine().trimmed();
+    reply = reply.left(reply.indexOf('\n')).trimmed();
     if (reply != "ok") {
         m_errorString = QStringLiteral("Zemvar Notes is already running for this library but "
                                        "did not take the request (") +
@@ -171,43 +323,42 @@ std::optional<SingleInstance::Role> SingleInstance::handOver(const NotesRequest&
 }
 
 void SingleInstance::listen() {
+    const sockaddr_un address = socketAddress(m_name);
     // A socket is only left behind by an instance that crashed: nobody answered on it.
-    QLocalServer::removeServer(m_name);
-    m_server = new QLocalServer(this);
-    m_server->setSocketOptions(QLocalServer::UserAccessOption);
-    connect(m_server, &QLocalServer::newConnection, this, &SingleInstance::acceptConnections);
-    if (!m_server->listen(m_name)) {
+    if (::unlink(address.sun_path) < 0 && errno != ENOENT) {
         m_errorString = QStringLiteral("Could not listen for later launches on ") + m_name +
-                        QStringLiteral(": ") + m_server->errorString();
+                        QStringLiteral(": ") + systemMessage(errno);
+        return;
     }
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    // Only this user may connect: the socket is created without rights for anybody else.
+    const mode_t previousMask = ::umask(S_IRWXG | S_IRWXO);
+    const bool bound =
+        fd >= 0 && ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const int bindError = errno;
+    ::umask(previousMask);
+    if (!bound || ::listen(fd, SOMAXCONN) < 0) {
+        const int error = bound ? errno : bindError;
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        m_errorString = QStringLiteral("Could not listen for later launches on ") + m_name +
+                        QStringLiteral(": ") + systemMessage(error);
+        return;
+    }
+    m_listener = fd;
+    auto* notifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, &SingleInstance::acceptConnections);
 }
 
 void SingleInstance::acceptConnections() {
-    while (QLocalSocket* socket = m_server->nextPendingConnection()) {
-        connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-        connect(socket, &QLocalSocket::readyRead, this, [this, socket] { readRequest(socket); });
-        // A launch that connects and sends nothing is dropped.
-        QTimer::singleShot(receiveTimeoutMilliseconds, socket, &QLocalSocket::abort);
-        if (socket->bytesAvailable() > 0) {
-            readRequest(socket);
+    for (;;) {
+        const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (fd >= 0) {
+            new Connection(fd, this);
+        } else if (errno != EINTR) {
+            return; // EAGAIN: none waits any more; anything else: the launch gave up
         }
-    }
-}
-
-void SingleInstance::readRequest(QLocalSocket* socket) {
-    if (!socket->canReadLine()) {
-        if (socket->bytesAvailable() > maxRequestBytes) {
-            socket->abort();
-        }
-        return;
-    }
-    disconnect(socket, &QLocalSocket::readyRead, this, nullptr);
-    const auto request = decode(socket->readLine(maxRequestBytes + 1));
-    // The launch is told first, so that it can exit while the request is being carried out.
-    socket->write(request ? QByteArray("ok\n") : QByteArray("refused: not a version 1 request\n"));
-    socket->disconnectFromServer();
-    if (request) {
-        Q_EMIT requestReceived(*request);
     }
 }
 

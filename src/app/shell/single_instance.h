@@ -10,9 +10,6 @@
 #include <QObject>
 #include <QString>
 
-class QLocalServer;
-class QLocalSocket;
-
 namespace zemvar::app {
 
 /// Keeps one running instance of the app per user and notes library.
@@ -24,10 +21,12 @@ namespace zemvar::app {
 /// instance left behind), the launch removes it and becomes the first instance itself.
 ///
 /// The exchange is one line each way. The launch sends a JSON object on one line, version 1:
-///     {"protocol":1,"action":"toggle","files":["/home/ada/todo.txt"]}
-/// with the action "reopen", "show", "toggle" or "openFiles" and absolute file paths; keys
-/// it does not know are ignored, so that version 1 can grow. The instance answers "ok" or
-/// "refused: " and the reason, each followed by "\n".
+///     {"protocol":1,"action":"toggle","files":["/home/ada/todo.txt"],"activationToken":"x1"}
+/// with the action "reopen", "show", "toggle" or "openFiles", absolute file paths, and, when the
+/// launch had them, its "activationToken" (XDG_ACTIVATION_TOKEN) and "startupId"
+/// (DESKTOP_STARTUP_ID), so that the running instance can take the keyboard focus granted to
+/// the launch; keys it does not know are ignored, so that version 1 can grow. The instance
+/// answers "ok" or "refused: " and the reason, each followed by "\n".
 ///
 /// GUI thread; start() blocks, at most for its timeout, before the event loop runs.
 class SingleInstance : public QObject {
@@ -54,9 +53,10 @@ public:
     Role start(const NotesRequest& request, int timeoutMilliseconds = 5000);
 
     /// Only delivers `request` to an instance already running for the library: handedOver or
-    /// failed when one answers or hangs, no value when none runs. Needs no GUI, so a launch
-    /// that only passes a request on stays light.
-    std::optional<Role> handOver(const NotesRequest& request, int timeoutMilliseconds = 5000);
+    /// failed when one answers or hangs, no value when none runs. The request goes with this
+    /// process's activation token and startup id, unless it carries its own. Needs no GUI, so
+    /// a launch that only passes a request on stays light.
+    std::optional<Role> handOver(NotesRequest request, int timeoutMilliseconds = 5000);
     /// Whether this instance receives the requests of later launches. A primary instance that
     /// could not listen (errorString() says why) still runs, but alone.
     bool isListening() const;
@@ -82,13 +82,14 @@ Q_SIGNALS:
     void requestReceived(const zemvar::app::NotesRequest& request);
 
 private:
-    /// Connects to the running instance and sends `request`; none when nobody listens.
+    class Connection;
+
     void listen();
     void acceptConnections();
-    void readRequest(QLocalSocket* socket);
 
     QString m_name;
-    QLocalServer* m_server = nullptr;
+    /// The listening socket; -1 until listening.
+    int m_listener = -1;
     QString m_errorString;
 };
 

@@ -9,6 +9,7 @@
 
 #include <cstring>
 #include <utility>
+#include <vector>
 
 namespace zemvar::core {
 
@@ -278,6 +279,63 @@ NoteDocument ExternalTextFile::note(std::string_view filename) const {
     document.mode = presentation.mode;
     document.codeLanguage = presentation.language;
     return document;
+}
+
+namespace {
+
+struct Line {
+    std::string_view text;
+    std::string_view lineBreak; // empty for the last line
+};
+
+std::vector<Line> splitLines(std::string_view text, bool onlyLineFeeds) {
+    std::vector<Line> lines;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t end = text.find_first_of(onlyLineFeeds ? "\n" : "\r\n", start);
+        if (end == std::string_view::npos) {
+            lines.push_back({text.substr(start), {}});
+            return lines;
+        }
+        const std::size_t breakLength =
+            text[end] == '\r' && end + 1 < text.size() && text[end + 1] == '\n' ? 2 : 1;
+        lines.push_back({text.substr(start, end - start), text.substr(end, breakLength)});
+        start = end + breakLength;
+    }
+}
+
+} // namespace
+
+std::string withLineBreaksOf(std::string_view original, std::string_view edited) {
+    const std::vector<Line> before = splitLines(original, false);
+    std::vector<Line> after = splitLines(edited, true);
+    // Lines agree when their text and whether a break follows agree.
+    const auto same = [](const Line& a, const Line& b) {
+        return a.text == b.text && a.lineBreak.empty() == b.lineBreak.empty();
+    };
+    std::size_t head = 0;
+    while (head < before.size() && head < after.size() && same(before[head], after[head])) {
+        after[head].lineBreak = before[head].lineBreak;
+        ++head;
+    }
+    std::size_t tail = 0;
+    while (tail < before.size() - head && tail < after.size() - head &&
+           same(before[before.size() - 1 - tail], after[after.size() - 1 - tail])) {
+        after[after.size() - 1 - tail].lineBreak = before[before.size() - 1 - tail].lineBreak;
+        ++tail;
+    }
+    const std::string_view inserted = head > 0 && !before[head - 1].lineBreak.empty()
+                                          ? before[head - 1].lineBreak
+                                          : std::string_view("\n");
+    std::string result;
+    result.reserve(edited.size() + edited.size() / 8);
+    for (std::size_t k = 0; k < after.size(); ++k) {
+        result += after[k].text;
+        if (!after[k].lineBreak.empty()) {
+            result += k >= head && k < after.size() - tail ? inserted : after[k].lineBreak;
+        }
+    }
+    return result;
 }
 
 std::optional<std::filesystem::path> localPathFromLocation(std::string_view location) {

@@ -145,4 +145,12 @@ private:
 /// Example: "file:///home/ada/My%20Notes.md" gives "/home/ada/My Notes.md".
 std::optional<std::filesystem::path> localPathFromLocation(std::string_view location);
 
+/// Gives `edited`, a text whose every line break is "\n" (as an editor shows a file), the line
+/// breaks of `original` where the two agree: the lines they share at their start and at their
+/// end keep the break they had ("\r\n", "\r" or "\n"), and the lines in between take the break
+/// of the line above the first changed one (or "\n" at the very start). So a file with mixed
+/// line endings is written back with mixed endings, and unchanged when nothing was edited.
+/// Example: original "a\r\nb\nc", edited "a\nx\nb\nc" gives "a\r\nx\r\nb\nc".
+std::string withLineBreaksOf(std::string_view original, std::string_view edited);
+
 } // namespace zemvar::core

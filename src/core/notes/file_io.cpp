@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <fcntl.h>
 #include <limits>
+#include <memory>
+#include <optional>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -41,6 +44,15 @@ int FileDescriptor::release() {
     return std::exchange(m_fd, -1);
 }
 
+FileStamp FileStamp::of(const struct stat& info) {
+    constexpr std::int64_t billion = 1'000'000'000;
+    return FileStamp{static_cast<std::uint64_t>(info.st_dev),
+                     static_cast<std::uint64_t>(info.st_ino),
+                     static_cast<std::int64_t>(info.st_size),
+                     info.st_mtim.tv_sec * billion + info.st_mtim.tv_nsec,
+                     info.st_ctim.tv_sec * billion + info.st_ctim.tv_nsec};
+}
+
 void throwFileError(int error, const std::filesystem::path& path) {
     throw std::system_error(error, std::generic_category(), path.string());
 }
@@ -58,8 +70,26 @@ FileDescriptor openAt(int folder, const char* name, int flags, mode_t mode = 0) 
 // Reads until the end of the file or until `wanted` bytes are read. `pathOf` names the file
 // for an error message; it is only called when one is needed.
 template <typename PathOf>
-std::string readUpTo(const FileDescriptor& fd, std::size_t wanted, PathOf pathOf) {
+std::string readUpTo(const FileDescriptor& fd, std::size_t wanted, PathOf pathOf,
+                     std::optional<std::size_t> size = std::nullopt) {
     std::string bytes;
+    if (size && *size < wanted) {
+        // The file's size is known: one read fetches it in place, and a read of a regular file
+        // that returns less than asked for has met the end. A file that grew or shrank since
+        // its size was taken is read on as any other.
+        bytes.resize(*size + 1);
+        ssize_t got = 0;
+        do {
+            got = ::read(fd.get(), bytes.data(), bytes.size());
+        } while (got < 0 && errno == EINTR);
+        if (got < 0) {
+            throwFileError(errno, pathOf());
+        }
+        bytes.resize(static_cast<std::size_t>(got));
+        if (bytes.size() == *size) {
+            return bytes;
+        }
+    }
     char buffer[65536];
     while (bytes.size() < wanted) {
         const std::size_t chunk = std::min(sizeof buffer, wanted - bytes.size());
@@ -82,7 +112,7 @@ std::string readUpTo(const FileDescriptor& fd, std::size_t wanted, PathOf pathOf
 // seen that it is one (in a folder listing), so it is not examined again.
 template <typename PathOf>
 std::optional<std::string> readRegular(int folder, const char* name, std::size_t limit, bool judged,
-                                       PathOf pathOf) {
+                                       FileStamp* stamp, PathOf pathOf) {
     // Opening a FIFO would wait for a writer, and opening a device may do anything: judge the
     // item by its name first, then what was actually opened. A library's load opens thousands
     // of files its listing judged a moment ago: they are not examined again, as what could have
@@ -100,17 +130,22 @@ std::optional<std::string> readRegular(int folder, const char* name, std::size_t
     if (!fd) {
         throwFileError(errno, pathOf());
     }
-    if (!judged) {
+    if (!judged || stamp != nullptr) {
         if (::fstat(fd.get(), &info) != 0) {
             throwFileError(errno, pathOf());
         }
         if (!S_ISREG(info.st_mode)) {
             return std::nullopt;
         }
+        if (stamp != nullptr) {
+            *stamp = FileStamp::of(info);
+        }
     }
     // One byte beyond the limit is enough to know that a file is too large.
-    return readUpTo(fd, limit < std::numeric_limits<std::size_t>::max() ? limit + 1 : limit,
-                    pathOf);
+    return readUpTo(fd, limit < std::numeric_limits<std::size_t>::max() ? limit + 1 : limit, pathOf,
+                    !judged || stamp != nullptr
+                        ? std::optional(static_cast<std::size_t>(std::max<off_t>(info.st_size, 0)))
+                        : std::nullopt);
 }
 
 void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path) {
@@ -126,7 +161,7 @@ void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path)
     }
 }
 
-void syncFolder(const std::filesystem::path& folder, const std::filesystem::path& target) {
+void syncFolderNaming(const std::filesystem::path& folder, const std::filesystem::path& target) {
     const FileDescriptor fd = openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
     // Some file systems cannot sync a folder; the rename itself has happened by now.
     if (!fd || (::fsync(fd.get()) != 0 && errno != EINVAL && errno != EROFS)) {
@@ -205,17 +240,20 @@ std::string readFileBytes(const std::filesystem::path& path) {
     return readUpTo(fd, std::numeric_limits<std::size_t>::max(), [&] { return path; });
 }
 
-std::optional<std::string> readRegularFile(const std::filesystem::path& path, std::size_t limit) {
-    return readRegular(AT_FDCWD, path.c_str(), limit, false, [&] { return path; });
+std::optional<std::string> readRegularFile(const std::filesystem::path& path, std::size_t limit,
+                                           FileStamp* stamp) {
+    return readRegular(AT_FDCWD, path.c_str(), limit, false, stamp, [&] { return path; });
 }
 
 std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
                                              const std::filesystem::path& folderPath,
-                                             const std::string& name, std::size_t limit) {
-    return readRegular(folder.get(), name.c_str(), limit, true, [&] { return folderPath / name; });
+                                             const std::string& name, std::size_t limit,
+                                             FileStamp* stamp) {
+    return readRegular(folder.get(), name.c_str(), limit, true, stamp,
+                       [&] { return folderPath / name; });
 }
 
-void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes) {
+FileStamp writeFileAtomically(const std::filesystem::path& target, std::string_view bytes) {
     TemporaryFile temporary(target);
     struct stat existing {};
     if (::stat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
@@ -224,12 +262,43 @@ void writeFileAtomically(const std::filesystem::path& target, std::string_view b
         static_cast<void>(::fchmod(temporary.fd(), existing.st_mode & 0777));
     }
     writeAll(temporary.fd(), bytes, target);
-    if (::fsync(temporary.fd()) != 0) {
+    struct stat written {};
+    if (::fsync(temporary.fd()) != 0 || ::fstat(temporary.fd(), &written) != 0) {
         throwFileError(errno, target);
     }
     temporary.replaceTarget();
     const std::filesystem::path folder = target.parent_path();
-    syncFolder(folder.empty() ? std::filesystem::path(".") : folder, target);
+    syncFolderNaming(folder.empty() ? std::filesystem::path(".") : folder, target);
+    // The rename changed the file's status time: stamp it again, by name, unless another
+    // program has put a different file there in the meantime.
+    const auto inode = written.st_ino;
+    const auto device = written.st_dev;
+    if (::stat(target.c_str(), &written) != 0 || written.st_ino != inode ||
+        written.st_dev != device) {
+        return FileStamp{};
+    }
+    return FileStamp::of(written);
+}
+
+FileStamp writeFileThroughLinks(const std::filesystem::path& target, std::string_view bytes) {
+    struct stat info {};
+    if (::lstat(target.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
+        return writeFileAtomically(target, bytes); // it reports a missing folder itself
+    }
+    std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(target.c_str(), nullptr),
+                                                         &std::free);
+    if (!resolved) {
+        throwFileError(errno, target);
+    }
+    try {
+        return writeFileAtomically(resolved.get(), bytes);
+    } catch (const std::system_error& error) {
+        throwFileError(error.code().value(), target); // the user knows the note by its link
+    }
+}
+
+void syncFolder(const std::filesystem::path& folder) {
+    syncFolderNaming(folder, folder);
 }
 
 } // namespace zemvar::core

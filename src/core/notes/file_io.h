@@ -3,10 +3,13 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+
+struct stat;
 
 /// File primitives shared by the note store, note export and outside files.
 ///
@@ -35,6 +38,23 @@ private:
     int m_fd;
 };
 
+/// One version of a file as the file system describes it: which file it is (device and inode),
+/// its size and its modification and status-change times in nanoseconds since the epoch. A
+/// rename over the file, a write or a change of its attributes gives a different stamp; only a
+/// write of the same size in place within one tick of the file system's clock may not (see
+/// NoteStore for how that doubt is settled).
+struct FileStamp {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::int64_t size = -1;
+    std::int64_t modifiedNs = 0;
+    std::int64_t changedNs = 0;
+
+    /// The stamp of what `info` (from stat, lstat or fstat) describes.
+    static FileStamp of(const struct stat& info);
+    friend bool operator==(const FileStamp&, const FileStamp&) = default;
+};
+
 /// Throws std::system_error for `error` (an errno value) about `path`.
 [[noreturn]] void throwFileError(int error, const std::filesystem::path& path);
 
@@ -49,16 +69,19 @@ std::string readFileBytes(const std::filesystem::path& path);
 /// file is opened non-blocking. At most `limit` + 1 bytes are read, so a result longer than
 /// `limit` bytes means that the file is larger than `limit`.
 /// Returns no value for anything but a regular file: a folder, FIFO, socket or device.
-/// Throws std::system_error when the item cannot be examined, opened or read.
-std::optional<std::string> readRegularFile(const std::filesystem::path& path, std::size_t limit);
+/// Throws std::system_error when the item cannot be examined, opened or read. When `stamp` is
+/// given, it receives the stamp of the file that was opened, taken before reading.
+std::optional<std::string> readRegularFile(const std::filesystem::path& path, std::size_t limit,
+                                           FileStamp* stamp = nullptr);
 
 /// Like readRegularFile, for the item `name` of the open folder `folder`, which the caller has
 /// just seen to be a regular file in a listing of the folder: only what was opened is checked
 /// again. `folderPath` names the folder in error messages. Cheaper than a full path when many
-/// files of one folder are read.
+/// files of one folder are read. `stamp` as for readRegularFile (one more system call).
 std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
                                              const std::filesystem::path& folderPath,
-                                             const std::string& name, std::size_t limit);
+                                             const std::string& name, std::size_t limit,
+                                             FileStamp* stamp = nullptr);
 
 /// Replaces the file at `target` with `bytes` so that a crash at any moment leaves either the
 /// old or the new file, never a mixture: writes a new temporary file beside it, flushes that to
@@ -74,6 +97,19 @@ std::optional<std::string> readRegularFileAt(const FileDescriptor& folder,
 /// temporary file behind; nothing reads it (the store only reads "<ID>.txt" and "index.json")
 /// and nothing removes it but the user, as any file of another name beside a target may be
 /// theirs.
-void writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
+///
+/// Returns the stamp of the file written, or a stamp that matches no file (size -1) when
+/// another program replaced it again before it could be taken.
+FileStamp writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
+
+/// Like writeFileAtomically, except that when `target` is a symbolic link (or a chain of them)
+/// the file it leads to is replaced, beside itself, and the links stay: for a note kept in
+/// another folder through a link. Throws std::system_error naming `target` when a link leads
+/// nowhere.
+FileStamp writeFileThroughLinks(const std::filesystem::path& target, std::string_view bytes);
+
+/// Flushes the entries of `folder` (a creation, rename or removal in it) to disk. File systems
+/// that cannot do that are left alone. Throws std::system_error naming `folder`.
+void syncFolder(const std::filesystem::path& folder);
 
 } // namespace zemvar::core

@@ -2,14 +2,16 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/notes/note_store.h"
 
-#include "core/notes/file_io.h"
+#include "core/notes/note_file_name.h"
 #include "core/text/unicode.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
+#include <functional>
 #include <limits>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -59,15 +61,15 @@ std::pair<Date, Date> fileDates(const std::filesystem::path& file, Date fallback
     return {created, modified};
 }
 
-// Splits a note file name into its ID: "<UUID>.txt" with the extension exactly "txt" and the
-// UUID in either letter case.
-std::optional<Uuid> noteIdOfFileName(std::string_view name) {
-    constexpr std::string_view extension = ".txt";
-    if (name.size() <= extension.size() ||
-        name.compare(name.size() - extension.size(), extension.size(), extension) != 0) {
-        return std::nullopt;
-    }
-    return Uuid::parse(name.substr(0, name.size() - extension.size()));
+// How long after a file's last change its stamp is trusted on its own. Within one tick of
+// the file system's clock (a few milliseconds; two seconds on FAT), a write of the same size in
+// place gives the same stamp, so until then the bytes decide.
+constexpr std::int64_t settlingNs = 2'000'000'000;
+
+std::int64_t nowNs() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
 }
 
 // The text of a note file as readRegularFile gave it. Anything but a regular file of at most
@@ -101,25 +103,37 @@ std::string canonicalFileName(const Uuid& id) {
 // A note file found in the notes folder.
 struct NoteFile {
     Uuid id;
-    std::string name;     ///< empty when it is the canonical "<UUID>.txt"
-    std::string text;     ///< filled once read
-    bool indexed = false; ///< the index has an entry for it
+    std::string name;       ///< empty when it is the canonical "<UUID>.txt"
+    std::string text;       ///< filled once read
+    bool indexed = false;   ///< the index has an entry for it
+    bool available = false; ///< a regular file (through links); anything else cannot be read
 
     std::string fileName() const { return name.empty() ? canonicalFileName(id) : name; }
 };
 
-// The "<UUID>.txt" regular files of the open notes folder (about `expected` of them) in
-// listing order, with a lookup by ID. Throws ambiguousNote when two files name the same ID
-// (in different letter case), naming the smallest such ID.
+// The "<UUID>.txt" items of the open notes folder (about `expected` of them) in listing order,
+// with a lookup by ID, and the conflict copies that are regular files. Throws ambiguousNote
+// when two items name the same ID (in different letter case), naming the smallest such ID.
 struct NoteFiles {
     std::vector<NoteFile> files;
     std::unordered_map<Uuid, std::size_t> byId; // into `files`
+    std::vector<ConflictCopy> copies;
 
     NoteFile* find(const Uuid& id) {
         const auto found = byId.find(id);
         return found == byId.end() ? nullptr : &files[found->second];
     }
 };
+
+// Whether an item of the listed `folder` is a regular file, links followed; a listing
+// that gives the kind saves the look.
+bool isRegularItem(const FileDescriptor& folder, const dirent& item) {
+    if (item.d_type != DT_LNK && item.d_type != DT_UNKNOWN) {
+        return item.d_type == DT_REG;
+    }
+    struct stat info {};
+    return ::fstatat(folder.get(), item.d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
+}
 
 NoteFiles listNoteFiles(const FileDescriptor& folder, const std::filesystem::path& folderPath,
                         std::size_t expected) {
@@ -139,23 +153,32 @@ NoteFiles listNoteFiles(const FileDescriptor& folder, const std::filesystem::pat
             }
             break;
         }
-        const auto id = noteIdOfFileName(item->d_name);
-        if (!id) {
-            continue;
+        const NoteFileName name = NoteFileName::parse(item->d_name);
+        switch (name.kind) {
+        case NoteFileName::Kind::note: {
+            // Kept even when it is no regular file (a folder, a link that leads nowhere), so that
+            // the load stops instead of dropping the note's metadata.
+            const bool canonical = std::none_of(item->d_name, item->d_name + Uuid::stringLength,
+                                                [](char ch) { return ch >= 'a' && ch <= 'f'; });
+            found.files.push_back({name.id,
+                                   canonical ? std::string() : std::string(item->d_name),
+                                   {},
+                                   false,
+                                   isRegularItem(folder, *item)});
+            break;
         }
-        bool regular = item->d_type == DT_REG;
-        if (item->d_type == DT_LNK || item->d_type == DT_UNKNOWN) {
-            struct stat info {};
-            regular = ::fstatat(folder.get(), item->d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
+        case NoteFileName::Kind::conflictCopy:
+            if (isRegularItem(folder, *item)) {
+                found.copies.push_back({folderPath / item->d_name, name.id});
+            }
+            break;
+        case NoteFileName::Kind::other:
+            break;
         }
-        if (!regular) {
-            continue;
-        }
-        const bool canonical = std::none_of(item->d_name, item->d_name + Uuid::stringLength,
-                                            [](char ch) { return ch >= 'a' && ch <= 'f'; });
-        found.files.push_back(
-            {*id, canonical ? std::string() : std::string(item->d_name), {}, false});
     }
+    // Listing order differs between file systems; copies are offered in name order.
+    std::sort(found.copies.begin(), found.copies.end(),
+              [](const ConflictCopy& a, const ConflictCopy& b) { return a.file < b.file; });
     found.byId.reserve(found.files.size());
     std::optional<Uuid> twin;
     for (std::size_t i = 0; i < found.files.size(); ++i) {
@@ -169,11 +192,65 @@ NoteFiles listNoteFiles(const FileDescriptor& folder, const std::filesystem::pat
     return found;
 }
 
+// Gives the entries of `list` the metadata a synced index has for them: all of it for notes
+// the adoption rules placed (`adopted`, from which they are removed), else pin, order, mode,
+// language and a later update time; `keepLocal` keeps its own. Adds the IDs of the entries that
+// changed to `changed`; returns the synced entries that have no note in `list`.
+std::unordered_map<Uuid, Entry> mergeSyncedEntries(std::vector<Entry>& list, const NoteIndex& index,
+                                                   const std::optional<Uuid>& keepLocal,
+                                                   std::unordered_set<Uuid>& adopted,
+                                                   std::vector<Uuid>& changed) {
+    std::unordered_map<Uuid, Entry> synced;
+    for (const Entry& entry : index.notes) {
+        synced.emplace(entry.id, entry); // a repeated ID keeps its first entry
+    }
+    for (Entry& entry : list) {
+        const auto disk = synced.find(entry.id);
+        if (disk == synced.end()) {
+            continue;
+        }
+        Entry merged = entry;
+        if (keepLocal != entry.id && adopted.erase(entry.id) > 0) {
+            merged = disk->second; // placed and dated by the machine that made it
+        } else if (keepLocal != entry.id) {
+            merged.pinned = disk->second.pinned;
+            merged.order = disk->second.order;
+            merged.mode = disk->second.mode;
+            merged.codeLanguage = disk->second.codeLanguage;
+            merged.updatedAt = std::max(merged.updatedAt, disk->second.updatedAt);
+        }
+        synced.erase(disk);
+        if (merged != entry) {
+            entry = merged;
+            changed.push_back(entry.id);
+        }
+    }
+    return synced;
+}
+
 } // namespace
+
+// A synced index.json compared with what the store last read or wrote.
+struct NoteStore::IndexChange {
+    enum class State {
+        same,    ///< as last read or written (or not looked at)
+        missing, ///< no index.json
+        broken,  ///< not an index: moved aside by a writable store
+        read,    ///< a different index, in `index`
+    };
+    State state = State::same;
+    NoteIndex index;
+    std::optional<KnownFile> known; ///< when same after a look at the bytes, or read
+};
 
 NoteStore::NoteStore(std::filesystem::path root, Access access)
     : m_root(std::move(root))
     , m_access(access) {
+}
+
+NoteStore::KnownFile NoteStore::knownFile(const FileStamp& stamp, std::string_view bytes) {
+    return KnownFile{stamp, std::hash<std::string_view>{}(bytes),
+                     stamp.size >= 0 && nowNs() - stamp.changedNs >= settlingNs};
 }
 
 std::filesystem::path NoteStore::noteURL(const Uuid& id) const {
@@ -183,6 +260,37 @@ std::filesystem::path NoteStore::noteURL(const Uuid& id) const {
         return found->second;
     }
     return m_root / "notes" / canonicalFileName(id);
+}
+
+NoteStore::DiskNote NoteStore::examineNoteFile(const Uuid& id,
+                                               const std::filesystem::path& file) const {
+    struct stat info {};
+    if (::stat(file.c_str(), &info) != 0) {
+        const int error = errno;
+        // Gone, or a link whose target is gone (an unmounted disk): only the first is missing.
+        struct stat link {};
+        if ((error == ENOENT || error == ENOTDIR) && ::lstat(file.c_str(), &link) != 0 &&
+            (errno == ENOENT || errno == ENOTDIR)) {
+            return DiskNote{};
+        }
+        throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
+    }
+    if (!S_ISREG(info.st_mode)) {
+        throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
+    }
+    const auto known = m_knownNotes.find(id);
+    if (known != m_knownNotes.end() && known->second.settled &&
+        known->second.stamp == FileStamp::of(info)) {
+        return DiskNote{DiskNote::State::same, {}, known->second};
+    }
+    FileStamp opened;
+    std::string text =
+        readNoteText(id, [&] { return readRegularFile(file, maximumNoteBytes, &opened); });
+    const KnownFile now = knownFile(opened, text);
+    if (known != m_knownNotes.end() && known->second.hash == now.hash) {
+        return DiskNote{DiskNote::State::same, {}, now};
+    }
+    return DiskNote{DiskNote::State::changed, std::move(text), now};
 }
 
 void NoteStore::requireLoaded() const {
@@ -205,24 +313,10 @@ const Entry& NoteStore::entry(const Uuid& id) const {
     return *found;
 }
 
-NoteIndex NoteStore::readIndexOrRecover() {
-    const std::filesystem::path path = m_root / indexFileName;
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0 && errno == ENOENT) {
-        return NoteIndex{};
-    }
-    // Anything but a regular file of a size the store could have written (a FIFO, a device,
-    // a folder, a huge file) is no index: it is kept aside like a damaged one.
-    const std::optional<std::string> bytes = readRegularFile(path, maximumIndexBytes);
-    if (auto index = bytes && bytes->size() <= maximumIndexBytes ? NoteIndex::decode(*bytes)
-                                                                 : std::nullopt) {
-        return *index;
-    }
-    if (m_access == Access::readOnly) {
-        return NoteIndex{};
-    }
+std::filesystem::path NoteStore::moveIndexAside() const {
     // Keep the damaged index under a name no other recovery can take, even within the same
-    // second, and rebuild the library from the note files.
+    // second.
+    const std::filesystem::path path = m_root / indexFileName;
     std::string stamp = formatIsoDate(currentDate());
     std::replace(stamp.begin(), stamp.end(), ':', '-');
     const std::filesystem::path broken =
@@ -230,18 +324,75 @@ NoteIndex NoteStore::readIndexOrRecover() {
     if (::rename(path.c_str(), broken.c_str()) != 0) {
         throwFileError(errno, path);
     }
-    m_movedAsideIndex = broken;
+    return broken;
+}
+
+NoteIndex NoteStore::readIndexOrRecover() {
+    const std::filesystem::path path = m_root / indexFileName;
+    m_knownIndex.reset();
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0 && errno == ENOENT) {
+        return NoteIndex{};
+    }
+    // Anything but a regular file of a size the store could have written (a FIFO, a device,
+    // a folder, a huge file) is no index: it is kept aside like a damaged one.
+    FileStamp stamp;
+    const std::optional<std::string> bytes = readRegularFile(path, maximumIndexBytes, &stamp);
+    if (auto index = bytes && bytes->size() <= maximumIndexBytes ? NoteIndex::decode(*bytes)
+                                                                 : std::nullopt) {
+        m_knownIndex = knownFile(stamp, *bytes);
+        return *index;
+    }
+    if (m_access == Access::readOnly) {
+        return NoteIndex{};
+    }
+    // The library is rebuilt from the note files.
+    m_movedAsideIndex = moveIndexAside();
     return NoteIndex{};
 }
 
-void NoteStore::writeIndex(const detail::NoteEntries& entries) const {
-    writeFileAtomically(m_root / indexFileName, entries.encodedIndex());
+NoteStore::IndexChange NoteStore::readChangedIndex() const {
+    const std::filesystem::path path = m_root / indexFileName;
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+        if (errno == ENOENT) {
+            return IndexChange{IndexChange::State::missing, {}, {}};
+        }
+        throwFileError(errno, path);
+    }
+    if (m_knownIndex && m_knownIndex->settled && m_knownIndex->stamp == FileStamp::of(info)) {
+        return IndexChange{};
+    }
+    FileStamp stamp;
+    const std::optional<std::string> bytes = readRegularFile(path, maximumIndexBytes, &stamp);
+    if (!bytes || bytes->size() > maximumIndexBytes) {
+        return IndexChange{IndexChange::State::broken, {}, {}};
+    }
+    const KnownFile known = knownFile(stamp, *bytes);
+    if (m_knownIndex && m_knownIndex->hash == known.hash) {
+        return IndexChange{IndexChange::State::same, {}, known};
+    }
+    auto index = NoteIndex::decode(*bytes);
+    if (!index) {
+        return IndexChange{IndexChange::State::broken, {}, {}};
+    }
+    return IndexChange{IndexChange::State::read, std::move(*index), known};
 }
 
-NoteIndex::Entry NoteStore::writeFirstNote(Date time) const {
+void NoteStore::writeIndex(const detail::NoteEntries& entries) {
+    const std::string& bytes = entries.encodedIndex();
+    m_knownIndex = knownFile(writeFileAtomically(m_root / indexFileName, bytes), bytes);
+}
+
+void NoteStore::writeNote(const Uuid& id, const std::filesystem::path& file,
+                          const std::string& text) {
+    m_knownNotes[id] = knownFile(writeFileThroughLinks(file, text), text);
+}
+
+NoteIndex::Entry NoteStore::writeFirstNote(Date time) {
     const Entry first{Uuid::random(),         time, time, false, 0, NoteMode::text,
                       NoteCodeLanguage::swift};
-    writeFileAtomically(noteURL(first.id), "");
+    writeNote(first.id, noteURL(first.id), "");
     return first;
 }
 
@@ -261,8 +412,8 @@ const std::vector<NoteDocument>& NoteStore::load() {
 
     NoteIndex index = readIndexOrRecover();
 
-    // Note files: "<UUID>.txt" regular files. Anything else in the folder (other names,
-    // sub-folders, temporary files) is left alone.
+    // Note files: "<UUID>.txt" items. Anything else in the folder (other names, temporary
+    // files) is left alone.
     const FileDescriptor folder(::open(notesFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder && !(errno == ENOENT && !writable)) {
         throwFileError(errno, notesFolder);
@@ -271,12 +422,15 @@ const std::vector<NoteDocument>& NoteStore::load() {
     std::vector<NoteFile>& files = found.files;
 
     // Index entries with a file, a repeated ID keeping its first entry; entries whose file is
-    // gone are dropped.
+    // gone are dropped, and kept aside in case a sync engine brings the file later.
     std::vector<Entry> indexed;
     indexed.reserve(index.notes.size());
+    std::unordered_map<Uuid, Entry> pending;
     for (const Entry& entry : index.notes) {
         NoteFile* file = found.find(entry.id);
-        if (file != nullptr && !file->indexed) {
+        if (file == nullptr) {
+            pending.emplace(entry.id, entry);
+        } else if (!file->indexed) {
             file->indexed = true;
             indexed.push_back(entry);
         }
@@ -284,14 +438,23 @@ const std::vector<NoteDocument>& NoteStore::load() {
     bool changed = indexed.size() != index.notes.size();
 
     std::unordered_map<Uuid, std::filesystem::path> fileURLs;
+    std::unordered_map<Uuid, KnownFile> known;
+    known.reserve(files.size());
     for (NoteFile& file : files) {
+        FileStamp stamp;
         file.text = readNoteText(file.id, [&] {
-            return readRegularFileAt(folder, notesFolder, file.fileName(), maximumNoteBytes);
+            return file.available ? readRegularFileAt(folder, notesFolder, file.fileName(),
+                                                      maximumNoteBytes, &stamp)
+                                  : std::nullopt;
         });
+        known.emplace(file.id, knownFile(stamp, file.text));
         if (!file.name.empty()) {
             fileURLs.emplace(file.id, notesFolder / file.name); // see noteURL
         }
     }
+    // The store is not loaded until the end: these only serve the writes below until then.
+    m_knownNotes = std::move(known);
+    m_fileURLs = std::move(fileURLs);
 
     // Files without metadata are adopted as calculation notes after all others, in file-name
     // order.
@@ -308,11 +471,13 @@ const std::vector<NoteDocument>& NoteStore::load() {
             : std::max_element(indexed.begin(), indexed.end(), [](const Entry& a, const Entry& b) {
                   return a.order < b.order;
               })->order;
+    std::unordered_set<Uuid> adopted;
     for (const auto& [name, id] : orphans) {
         maxOrder = addSaturating(maxOrder, 1);
         const auto [created, modified] = fileDates(notesFolder / name, time);
         indexed.push_back(Entry{id, created, modified, false, maxOrder, NoteMode::calculations,
                                 NoteCodeLanguage::swift});
+        adopted.insert(id);
         changed = true;
     }
 
@@ -335,12 +500,243 @@ const std::vector<NoteDocument>& NoteStore::load() {
         writeIndex(entries);
     }
 
-    m_fileURLs = std::move(fileURLs);
     m_nextOrder = addSaturating(entries.largestOrder(), 1);
     m_entries = std::move(entries);
     m_notes = std::move(notes);
+    m_conflictCopies = std::move(found.copies);
+    m_pendingEntries = std::move(pending);
+    m_adopted = std::move(adopted);
     m_isLoaded = true;
     return m_notes;
+}
+
+LibraryChanges NoteStore::reload(const LibraryEvents& events,
+                                 const std::optional<Uuid>& keepLocal) {
+    requireLoaded();
+    const std::filesystem::path notesFolder = m_root / "notes";
+    LibraryChanges changes;
+
+    // The names to look at: those named, or on an overflow all there are and all the store
+    // knows (to see what is gone).
+    std::vector<std::string> names(events.noteFiles.begin(), events.noteFiles.end());
+    if (events.overflow) {
+        std::error_code error;
+        for (std::filesystem::directory_iterator item(notesFolder, error), end;
+             !error && item != end; item.increment(error)) {
+            names.push_back(item->path().filename().native());
+        }
+        if (error) {
+            throwFileError(error.value(), notesFolder);
+        }
+        for (const auto& [id, known] : m_knownNotes) {
+            names.push_back(noteURL(id).filename().native());
+        }
+        for (const ConflictCopy& copy : m_conflictCopies) {
+            names.push_back(copy.file.filename().native());
+        }
+    }
+    std::map<Uuid, std::vector<std::string>> noteNames; // by ID, for a stable outcome
+    std::vector<std::string> copyNames;
+    for (std::string& name : names) {
+        const NoteFileName parsed = NoteFileName::parse(name);
+        if (parsed.kind == NoteFileName::Kind::note) {
+            noteNames[parsed.id].push_back(std::move(name));
+        } else if (parsed.kind == NoteFileName::Kind::conflictCopy) {
+            copyNames.push_back(std::move(name));
+        }
+    }
+
+    // Read everything that changed before anything in memory does; any of it may throw.
+    IndexChange index;
+    if (events.indexChanged || events.overflow) {
+        index = readChangedIndex();
+    }
+    struct Found {
+        Uuid id;
+        std::string name; ///< the file's name, when there is one
+        DiskNote disk;
+    };
+    std::vector<Found> found;
+    std::optional<Uuid> twin;
+    bool anyMissing = false;
+    for (auto& [id, candidates] : noteNames) {
+        if (m_entries.find(id) != nullptr) {
+            candidates.push_back(noteURL(id).filename().native());
+        }
+        std::sort(candidates.begin(), candidates.end());
+        candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+        std::vector<std::string> present;
+        for (const std::string& name : candidates) {
+            struct stat info {};
+            if (::lstat((notesFolder / name).c_str(), &info) == 0) {
+                present.push_back(name);
+            } else if (errno != ENOENT) {
+                throw NoteStoreError(NoteStoreError::Case::unreadableNote, id);
+            }
+        }
+        if (present.size() > 1) {
+            twin = twin ? std::min(*twin, id) : id;
+        } else if (present.empty()) {
+            anyMissing = anyMissing || m_entries.find(id) != nullptr;
+            found.push_back({id, {}, DiskNote{}});
+        } else {
+            found.push_back(
+                {id, present.front(), examineNoteFile(id, notesFolder / present.front())});
+        }
+    }
+    if (twin) {
+        throw NoteStoreError(NoteStoreError::Case::ambiguousNote, *twin);
+    }
+    // Files gone with their whole folder (an unmounted disk) leave the library unavailable,
+    // not empty.
+    if (struct stat info{}; anyMissing && ::stat(notesFolder.c_str(), &info) != 0) {
+        throwFileError(errno, notesFolder);
+    }
+
+    std::vector<ConflictCopy> copies = m_conflictCopies;
+    for (const std::string& name : copyNames) {
+        ConflictCopy copy{notesFolder / name, NoteFileName::parse(name).id};
+        struct stat info {};
+        const bool there = ::stat(copy.file.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+        std::erase(copies, copy);
+        if (there) {
+            copies.push_back(copy);
+            changes.conflictCopies.push_back(std::move(copy));
+        }
+    }
+
+    // The new state, published at the end.
+    std::unordered_map<Uuid, std::string> texts; // new texts on disk
+    std::unordered_map<Uuid, KnownFile> known;
+    std::unordered_set<Uuid> gone;
+    std::vector<std::pair<std::string, Uuid>> arrived; // new note files, by name
+    for (Found& file : found) {
+        const bool isKnown = m_entries.find(file.id) != nullptr;
+        switch (file.disk.state) {
+        case DiskNote::State::missing:
+            if (isKnown) {
+                gone.insert(file.id);
+            }
+            continue;
+        case DiskNote::State::changed:
+            if (isKnown) {
+                changes.textChanged.push_back(file.id);
+            } else {
+                arrived.emplace_back(file.name, file.id);
+            }
+            texts.emplace(file.id, std::move(file.disk.text));
+            break;
+        case DiskNote::State::same:
+            break;
+        }
+        known.emplace(file.id, file.disk.known);
+    }
+
+    const bool writable = m_access == Access::readWrite;
+    const bool recover = writable && (index.state == IndexChange::State::broken ||
+                                      (index.state == IndexChange::State::missing && m_knownIndex));
+    const bool reshape =
+        index.state == IndexChange::State::read || recover || !gone.empty() || !arrived.empty();
+    std::unordered_map<Uuid, Entry> pending = m_pendingEntries;
+    std::unordered_set<Uuid> adopted = m_adopted;
+    detail::NoteEntries entries;
+    if (reshape) {
+        std::vector<Entry> list;
+        list.reserve(m_entries.size() + arrived.size());
+        for (const Entry* entry : m_entries.inDisplayOrder()) {
+            if (!gone.contains(entry->id)) {
+                list.push_back(*entry);
+            }
+        }
+        for (const Uuid& id : gone) {
+            adopted.erase(id);
+        }
+        if (index.state == IndexChange::State::read) {
+            pending =
+                mergeSyncedEntries(list, index.index, keepLocal, adopted, changes.metadataNotes);
+        }
+        std::sort(arrived.begin(), arrived.end());
+        std::int64_t maxOrder = -1;
+        for (const Entry& entry : list) {
+            maxOrder = std::max(maxOrder, entry.order);
+        }
+        const Date time = currentDate();
+        for (const auto& [name, id] : arrived) {
+            if (const auto entry = pending.find(id); entry != pending.end()) {
+                list.push_back(entry->second);
+                pending.erase(entry);
+            } else {
+                maxOrder = addSaturating(maxOrder, 1);
+                const auto [created, modified] = fileDates(notesFolder / name, time);
+                list.push_back(Entry{id, created, modified, false, maxOrder, NoteMode::calculations,
+                                     NoteCodeLanguage::swift});
+                adopted.insert(id);
+            }
+            changes.added.push_back(id);
+        }
+        entries.assign(std::move(list));
+    }
+
+    // The only writes: an index that was damaged or removed is written again from memory.
+    if (recover) {
+        if (index.state == IndexChange::State::broken) {
+            changes.movedAsideIndex = moveIndexAside();
+        }
+        writeIndex(entries);
+    } else if (index.known) {
+        m_knownIndex = index.known;
+    }
+
+    // Publish.
+    for (auto& [id, file] : known) {
+        m_knownNotes[id] = file;
+    }
+    for (const Found& file : found) {
+        if (file.disk.state == DiskNote::State::missing) {
+            m_fileURLs.erase(file.id);
+            m_knownNotes.erase(file.id);
+        } else if (file.name == canonicalFileName(file.id)) {
+            m_fileURLs.erase(file.id);
+        } else {
+            m_fileURLs[file.id] = notesFolder / file.name;
+        }
+    }
+    if (reshape) {
+        std::unordered_map<Uuid, std::string> kept;
+        kept.reserve(m_notes.size());
+        for (NoteDocument& note : m_notes) {
+            if (gone.contains(note.id)) {
+                changes.removed.push_back(std::move(note));
+            } else {
+                kept.emplace(note.id, std::move(note.text));
+            }
+        }
+        for (auto& [id, text] : texts) {
+            kept[id] = std::move(text);
+        }
+        std::vector<NoteDocument> notes;
+        notes.reserve(entries.size());
+        for (const Entry* entry : entries.inDisplayOrder()) {
+            notes.push_back(documentFor(*entry, std::move(kept[entry->id])));
+        }
+        m_notes = std::move(notes);
+        m_nextOrder = addSaturating(entries.largestOrder(), 1);
+        m_entries = std::move(entries);
+    } else if (!texts.empty()) {
+        for (NoteDocument& note : m_notes) {
+            if (const auto text = texts.find(note.id); text != texts.end()) {
+                note.text = std::move(text->second);
+            }
+        }
+    }
+    m_pendingEntries = std::move(pending);
+    m_adopted = std::move(adopted);
+    m_conflictCopies = std::move(copies);
+    if (changes.movedAsideIndex) {
+        m_movedAsideIndex = changes.movedAsideIndex;
+    }
+    changes.metadataChanged = !changes.metadataNotes.empty();
+    return changes;
 }
 
 void NoteStore::save(const NoteDocument& document) {
@@ -355,10 +751,14 @@ void NoteStore::save(const NoteDocument& document) {
         throw std::length_error("This note is larger than 64 MB and cannot be saved. Move part "
                                 "of it to another note.");
     }
-    // Never overwrite a file that was replaced or damaged outside the app, or has vanished.
+    // Never overwrite a file that another program changed, replaced, damaged or removed since
+    // the store read or wrote it: the caller reloads and keeps both versions.
     const std::filesystem::path file = noteURL(document.id);
-    readNoteText(document.id, [&] { return readRegularFile(file, maximumNoteBytes); });
-    writeFileAtomically(file, document.text);
+    const DiskNote disk = examineNoteFile(document.id, file);
+    if (disk.state != DiskNote::State::same) {
+        throw NoteStoreError(NoteStoreError::Case::changedOnDisk, document.id);
+    }
+    writeNote(document.id, file, document.text);
 
     Entry saved = previous;
     saved.updatedAt = currentDate();
@@ -381,9 +781,8 @@ void NoteStore::save(const NoteDocument& document) {
     }
 }
 
-NoteDocument NoteStore::create(std::optional<Uuid> anchor) {
-    requireLoaded();
-    requireWritable();
+NoteDocument NoteStore::createNote(std::optional<Uuid> anchor, const std::string& text,
+                                   NoteMode mode, NoteCodeLanguage codeLanguage) {
     const Date time = currentDate();
     std::int64_t newOrder = m_nextOrder;
     if (anchor) {
@@ -395,9 +794,8 @@ NoteDocument NoteStore::create(std::optional<Uuid> anchor) {
     // Reserves the slot of the note being inserted as well.
     m_nextOrder = addSaturating(m_entries.largestOrder(), 2);
 
-    const Entry created{Uuid::random(),         time, time, false, newOrder, NoteMode::text,
-                        NoteCodeLanguage::swift};
-    writeFileAtomically(noteURL(created.id), "");
+    const Entry created{Uuid::random(), time, time, false, newOrder, mode, codeLanguage};
+    writeNote(created.id, noteURL(created.id), text);
     m_entries.insert(created);
     try {
         writeIndex(m_entries);
@@ -410,6 +808,37 @@ NoteDocument NoteStore::create(std::optional<Uuid> anchor) {
                          [&](const NoteDocument& note) { return note.id == created.id; });
 }
 
+NoteDocument NoteStore::create(std::optional<Uuid> anchor) {
+    requireLoaded();
+    requireWritable();
+    return createNote(anchor, {}, NoteMode::text, NoteCodeLanguage::swift);
+}
+
+NoteDocument NoteStore::adoptConflictCopy(const ConflictCopy& copy) {
+    requireLoaded();
+    requireWritable();
+    // Only a conflict copy in this library's notes folder is ever removed here.
+    if (copy.file.parent_path() != m_root / "notes" ||
+        NoteFileName::parse(copy.file.filename().native()).kind !=
+            NoteFileName::Kind::conflictCopy) {
+        throw std::invalid_argument(copy.file.string() + " is no conflict copy of a note.");
+    }
+    // A copy that is gone passes through as the system error it is.
+    const std::string text =
+        checkedNoteText(copy.origin, readRegularFile(copy.file, maximumNoteBytes));
+    const Entry* origin = m_entries.find(copy.origin);
+    NoteDocument created =
+        origin != nullptr
+            ? createNote(copy.origin, text, origin->mode, origin->codeLanguage)
+            : createNote(std::nullopt, text, NoteMode::calculations, NoteCodeLanguage::swift);
+    std::erase(m_conflictCopies, copy);
+    if (::unlink(copy.file.c_str()) != 0 && errno != ENOENT) {
+        throwFileError(errno, copy.file);
+    }
+    syncFolder(copy.file.parent_path());
+    return created;
+}
+
 void NoteStore::deleteNote(const Uuid& id) {
     requireLoaded();
     requireWritable();
@@ -419,6 +848,7 @@ void NoteStore::deleteNote(const Uuid& id) {
         throwFileError(errno, file);
     }
     m_fileURLs.erase(id);
+    m_knownNotes.erase(id);
     m_entries.erase(id);
     std::erase_if(m_notes, [&](const NoteDocument& note) { return note.id == id; });
 
@@ -429,6 +859,8 @@ void NoteStore::deleteNote(const Uuid& id) {
         m_notes = {documentFor(replacement, std::string())};
     }
     writeIndex(m_entries);
+    // A removal still in the folder's cache could bring the note back after a crash.
+    syncFolder(file.parent_path());
 }
 
 void NoteStore::setPinned(const Uuid& id, bool pinned) {

@@ -19,6 +19,8 @@ std::string describe(NoteStoreError::Case errorCase, const Uuid& id) {
     case NoteStoreError::Case::notLoaded:
         return "Notes are unavailable until the storage problem is resolved. Your files have "
                "been preserved.";
+    case NoteStoreError::Case::changedOnDisk:
+        return "This note was changed on disk by another program.";
     }
     return {};
 }

@@ -19,6 +19,7 @@ public:
         unreadableNote, ///< a note file could not be read or is not UTF-8
         ambiguousNote,  ///< two files name the same note ID
         notLoaded,      ///< the library has not been loaded successfully
+        changedOnDisk,  ///< another program changed or removed the note file since it was read
     };
 
     explicit NoteStoreError(Case errorCase, const Uuid& id = Uuid());

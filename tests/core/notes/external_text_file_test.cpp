@@ -448,3 +448,23 @@ TEST(ExternalTextFileTest, CopyAsNoteKeepsTheTextAsRead) {
 
 } // namespace
 } // namespace zemvar::core
+
+TEST(ExternalTextFileTest, MixedLineBreaksStayWhereTheLinesWereNotEdited) {
+    struct Case {
+        const char* original;
+        const char* edited;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"a\r\nb\nc\rd", "a\nb\nc\nd", "a\r\nb\nc\rd"},    // untouched
+        {"a\r\nb\nc", "a\nx\nb\nc", "a\r\nx\r\nb\nc"},     // a line inserted
+        {"a\r\nb\nc\r\n", "a\nB\nc\n", "a\r\nB\r\nc\r\n"}, // a line changed
+        {"a\r\nb\nc", "a\nc", "a\r\nc"},                   // a line removed
+        {"a\nb\r\n", "x\na\nb\n", "x\na\nb\r\n"},          // at the very start
+        {"a\r\nb\n", "a\nb\nz", "a\r\nb\nz"},              // at the very end
+        {"", "new\ntext", "new\ntext"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(zemvar::core::withLineBreaksOf(c.original, c.edited), c.expected) << c.original;
+    }
+}

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "core/notes/library_lock.h"
+#include "core/notes/library_watcher.h"
 #include "core/notes/note_store.h"
 #include "support/file_size_limit.h"
 #include "support/temporary_folder.h"
@@ -27,6 +28,8 @@ using testing::writeFile;
 const Uuid idA = *Uuid::parse("AAAAAAAA-0000-4000-8000-000000000001");
 const Uuid idB = *Uuid::parse("BBBBBBBB-0000-4000-8000-000000000002");
 const Uuid idC = *Uuid::parse("CCCCCCCC-0000-4000-8000-000000000003");
+const Uuid idD = *Uuid::parse("DDDDDDDD-0000-4000-8000-000000000004");
+const Uuid idE = *Uuid::parse("EEEEEEEE-0000-4000-8000-000000000005");
 
 class NoteStoreTest : public ::testing::Test {
 protected:
@@ -52,6 +55,13 @@ protected:
     }
     nlohmann::json indexJson() const { return nlohmann::json::parse(readFile(indexPath())); }
 
+    // Replaces `path` as sync engines do: a temporary file renamed over it.
+    static void renameOver(const std::filesystem::path& path, std::string_view bytes) {
+        const auto temporary = path.parent_path() / (".syncthing." + path.filename().string());
+        writeFile(temporary, bytes);
+        std::filesystem::rename(temporary, path);
+    }
+
     // The whole library as text: every file name with its bytes, for "nothing changed" checks.
     std::string snapshot() const {
         std::string result;
@@ -66,6 +76,13 @@ protected:
         return result;
     }
 
+    static std::vector<Uuid> fullIds(const std::vector<NoteDocument>& notes) {
+        std::vector<Uuid> result;
+        for (const auto& note : notes) {
+            result.push_back(note.id);
+        }
+        return result;
+    }
     static std::vector<std::string> ids(const std::vector<NoteDocument>& notes) {
         std::vector<std::string> result;
         for (const auto& note : notes) {
@@ -129,13 +146,29 @@ TEST_F(NoteStoreTest, AdoptedFilesFollowTheHighestExistingOrder) {
     EXPECT_EQ(indexJson()["notes"][1]["order"], 42);
 }
 
-TEST_F(NoteStoreTest, IgnoresAndKeepsFilesThatAreNotNoteFiles) {
-    const std::string strays[] = {"notes.md", "not-a-uuid.txt", idB.string() + ".TXT",
-                                  idB.string() + ".txt.0123456789AB.tmp", idB.string()};
+TEST_F(NoteStoreTest, IgnoresForeignFilesAndReportsConflictCopies) {
+    const std::string b = idB.string();
+    const std::string strays[] = {"notes.md",
+                                  "not-a-uuid.txt",
+                                  b + ".TXT",
+                                  b + ".txt.0123456789AB.tmp",
+                                  b,
+                                  ".syncthing." + b + ".txt.tmp",
+                                  "~syncthing~" + b + ".txt.tmp",
+                                  b + ".txt.part",
+                                  ".~lock." + b + ".txt#",
+                                  b + ".txt~",
+                                  ".#" + b + ".txt",
+                                  ".dropbox.cache"};
     for (const auto& name : strays) {
         writeFile(library / "notes" / name, "stray");
     }
-    std::filesystem::create_directories(library / "notes" / (idC.string() + ".txt"));
+    const std::string copies[] = {b + " (ada's conflicted copy 2026-11-25).txt",
+                                  b + " (conflicted copy 2026-11-25 101500).txt",
+                                  b + ".sync-conflict-20261125-101500-ABCDEF1.txt"};
+    for (const auto& name : copies) {
+        writeFile(library / "notes" / name, "copy");
+    }
     writeFile(notePath(idA), "real");
 
     NoteStore store(library);
@@ -143,7 +176,12 @@ TEST_F(NoteStoreTest, IgnoresAndKeepsFilesThatAreNotNoteFiles) {
     for (const auto& name : strays) {
         EXPECT_EQ(readFile(library / "notes" / name), "stray") << name;
     }
-    EXPECT_TRUE(std::filesystem::is_directory(library / "notes" / (idC.string() + ".txt")));
+    std::vector<ConflictCopy> expected;
+    for (const auto& name : copies) {
+        EXPECT_EQ(readFile(library / "notes" / name), "copy") << name;
+        expected.push_back({library / "notes" / name, idB});
+    }
+    EXPECT_EQ(store.conflictCopies(), expected);
 }
 
 TEST_F(NoteStoreTest, TwoFilesForOneIdStopTheLoadAndChangeNothing) {
@@ -298,29 +336,50 @@ TEST_F(NoteStoreTest, AnIndexThatIsNoRegularFileOrTooLargeIsMovedAsideUnread) {
     }
 }
 
-TEST_F(NoteStoreTest, AnUnreadableNoteStopsTheLoadWithoutWriting) {
-    writeFile(notePath(idA), "fine");
+// A note file that cannot be read now may come back (a disk mounted again, a sync finished):
+// its metadata must survive, so neither a load nor a reload writes anything.
+TEST_F(NoteStoreTest, AnUnreadableOrUnavailableNoteStopsLoadAndReloadWithoutWriting) {
+    namespace fs = std::filesystem;
+    const fs::path file = notePath(idB);
     const std::function<void()> unreadable[] = {
-        [&] { writeFile(notePath(idB), "caf\xE9"); }, // Latin-1, not UTF-8
-        [&] {                                         // too large, read no further than the limit
-            writeFile(notePath(idB), "");
-            std::filesystem::resize_file(notePath(idB), NoteStore::maximumNoteBytes + 1);
+        [&] { writeFile(file, "caf\xE9"); }, // Latin-1, not UTF-8
+        [&] {                                // too large, read no further than the limit
+            writeFile(file, "");
+            fs::resize_file(file, NoteStore::maximumNoteBytes + 1);
         },
+        [&] { fs::create_directory(file); },
+        [&] { fs::create_symlink(folder / "nowhere.txt", file); },
+        [&] { fs::create_symlink(folder / "unmounted" / "disk" / "B.txt", file); },
     };
+    writeFile(notePath(idA), "fine");
     for (const auto& plant : unreadable) {
+        fs::remove_all(file);
+        writeFile(file, "b");
+        writeIndex({entry(idA, 0), entry(idB, 1, true, "markdown")});
+        NoteStore store(library);
+        const std::vector<NoteDocument> loaded = store.load();
+        fs::remove(file);
         plant();
         const std::string before = snapshot();
-        NoteStore store(library);
+        const NoteStoreError expected(NoteStoreError::Case::unreadableNote, idB);
         try {
-            store.load();
+            store.reload({{file.filename().string()}, false, false});
             ADD_FAILURE() << "expected unreadableNote";
         } catch (const NoteStoreError& error) {
-            EXPECT_EQ(error, NoteStoreError(NoteStoreError::Case::unreadableNote, idB));
+            EXPECT_EQ(error, expected);
+        }
+        EXPECT_EQ(store.notes(), loaded);
+        NoteStore fresh(library);
+        try {
+            fresh.load();
+            ADD_FAILURE() << "expected unreadableNote";
+        } catch (const NoteStoreError& error) {
+            EXPECT_EQ(error, expected);
             EXPECT_EQ(std::string(error.what()),
                       "Note " + idB.string() +
                           " could not be read as UTF-8. Its original file has been preserved.");
         }
-        EXPECT_FALSE(store.isLoaded());
+        EXPECT_FALSE(fresh.isLoaded());
         EXPECT_EQ(snapshot(), before);
     }
 }
@@ -372,66 +431,111 @@ TEST_F(NoteStoreTest, SaveWritesTextAndMetadataAndKeepsThePlace) {
     EXPECT_EQ(listFolder(library / "notes"), idA.string() + ".txt\n" + idB.string() + ".txt\n");
 }
 
-TEST_F(NoteStoreTest, SavingOverAFileChangedOutsideLeavesItAlone) {
-    NoteStore store(library);
-    NoteDocument note = store.load().at(0);
-    const std::filesystem::path file = notePath(note.id);
-    const std::string indexBefore = readFile(indexPath());
-    note.text = "mine";
+TEST_F(NoteStoreTest, SaveRefusesAFileChangedSinceItWasReadAndLeavesItAlone) {
+    namespace fs = std::filesystem;
+    using Case = NoteStoreError::Case;
+    const fs::path file = notePath(idA);
     // What may stand at the note's name by the time it is saved; none of it is read whole,
-    // waited on or replaced.
+    // waited on or replaced. No value: the save goes ahead.
     const struct {
         const char* what;
         std::function<void()> plant;
-        std::function<bool()> intact;
+        std::optional<Case> refusal;
     } rows[] = {
+        {"other bytes renamed over it", [&] { renameOver(file, "theirs"); }, Case::changedOnDisk},
+        {"other bytes of the same size written in place at once",
+         [&] { writeFile(file, "ORIGINAL"); }, Case::changedOnDisk},
+        {"nothing", [&] { fs::remove(file); }, Case::changedOnDisk},
         {"bytes that are not UTF-8",
          [&] {
              writeFile(file, std::string("\xFF\xFE"
                                          "c\0a\0f\0\xE9\0",
                                          10));
          },
+         Case::unreadableNote},
+        {"a FIFO",
          [&] {
-             return readFile(file) == std::string("\xFF\xFE"
-                                                  "c\0a\0f\0\xE9\0",
-                                                  10);
-         }},
-        {"nothing", [] {},
-         [&] {
-             return !std::filesystem::exists(file);
-         }},
-        {"a FIFO", [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); },
-         [&] {
-             return std::filesystem::is_fifo(file);
-         }},
-        {"a link to a device", [&] { std::filesystem::create_symlink("/dev/zero", file); },
-         [&] {
-             return std::filesystem::read_symlink(file) == "/dev/zero";
-         }},
-        {"a file too large to load",
-         [&] {
-             writeFile(file, "");
-             std::filesystem::resize_file(file, NoteStore::maximumNoteBytes + 1);
+             fs::remove(file);
+             ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
          },
+         Case::unreadableNote},
+        {"a link to a device",
          [&] {
-             return std::filesystem::file_size(file) == NoteStore::maximumNoteBytes + 1;
-         }},
+             fs::remove(file);
+             fs::create_symlink("/dev/zero", file);
+         },
+         Case::unreadableNote},
+        {"a link that leads nowhere",
+         [&] {
+             fs::remove(file);
+             fs::create_symlink(folder / "nowhere", file);
+         },
+         Case::unreadableNote},
+        {"a file too large to load",
+         [&] { fs::resize_file(file, NoteStore::maximumNoteBytes + 1); }, Case::unreadableNote},
+        {"the same bytes renamed over it", [&] { renameOver(file, "original"); }, std::nullopt},
+        {"the same bytes with other times",
+         [&] { fs::last_write_time(file, fs::last_write_time(file) - std::chrono::hours(1)); },
+         std::nullopt},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        std::filesystem::remove(file);
+        fs::remove_all(library);
+        writeFile(file, "original");
+        NoteStore store(library);
+        NoteDocument note = store.load().at(0);
         row.plant();
-        EXPECT_THROW(store.save(note), NoteStoreError);
-        EXPECT_TRUE(row.intact());
-        EXPECT_EQ(readFile(indexPath()), indexBefore);
+        const std::string before = snapshot();
+        note.text = "mine";
+        if (!row.refusal) {
+            store.save(note);
+            EXPECT_EQ(readFile(file), "mine");
+            continue;
+        }
+        try {
+            store.save(note);
+            ADD_FAILURE() << "expected a refusal";
+        } catch (const NoteStoreError& error) {
+            EXPECT_EQ(error, NoteStoreError(*row.refusal, idA));
+        }
+        EXPECT_EQ(snapshot(), before);
+        EXPECT_EQ(store.notes()[0].text, "original");
     }
+    EXPECT_STREQ(NoteStoreError(Case::changedOnDisk, idA).what(),
+                 "This note was changed on disk by another program.");
 
     // Nor is a text written that the next load would refuse as too large.
-    std::filesystem::remove(file);
-    writeFile(file, "");
+    NoteStore store(library);
+    NoteDocument note = store.load().at(0);
     note.text.assign(NoteStore::maximumNoteBytes + 1, 'x');
     EXPECT_THROW(store.save(note), std::length_error);
-    EXPECT_EQ(readFile(file), "");
+    EXPECT_EQ(readFile(file), "mine");
+}
+
+TEST_F(NoteStoreTest, ANoteFileThatIsALinkIsWrittenThroughIt) {
+    namespace fs = std::filesystem;
+    const fs::path target = folder / "elsewhere" / "shared.txt";
+    writeFile(target, "linked");
+    fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    fs::create_directories(library / "notes");
+    fs::create_symlink("../../elsewhere/shared.txt", notePath(idA));
+
+    NoteStore store(library);
+    NoteDocument note = store.load().at(0);
+    EXPECT_EQ(note.text, "linked");
+    note.text = "edited";
+    store.save(note);
+    EXPECT_TRUE(fs::is_symlink(notePath(idA)));
+    EXPECT_EQ(readFile(target), "edited");
+    EXPECT_EQ(fs::status(target).permissions(),
+              fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    EXPECT_EQ(listFolder(folder / "elsewhere"), "shared.txt\n");
+    EXPECT_EQ(listFolder(library / "notes"), idA.string() + ".txt\n");
+
+    // Deleting the note removes the link, not what another folder keeps.
+    store.deleteNote(idA);
+    EXPECT_FALSE(fs::exists(fs::symlink_status(notePath(idA))));
+    EXPECT_EQ(readFile(target), "edited");
 }
 
 TEST_F(NoteStoreTest, ALargeLibraryWritesItsWholeIndex) {
@@ -589,6 +693,235 @@ TEST_F(NoteStoreTest, AReadOnlyStoreReconcilesInMemoryOnly) {
     EXPECT_THROW(store.create(), std::logic_error);
     EXPECT_THROW(store.save(store.notes()[0]), std::logic_error);
     EXPECT_EQ(snapshot(), before);
+}
+
+// What another machine's changes look like once a sync engine has written them, seen once
+// through the watcher's events and once through a rescan after lost events.
+TEST_F(NoteStoreTest, ReloadTakesInWhatASyncBrought) {
+    for (const bool overflow : {false, true}) {
+        SCOPED_TRACE(overflow ? "rescan" : "events");
+        std::filesystem::remove_all(library);
+        const std::pair<Uuid, const char*> files[] = {
+            {idA, "alpha"}, {idB, "beta"}, {idC, "gamma"}};
+        for (const auto& [id, text] : files) {
+            writeFile(notePath(id), text);
+        }
+        writeIndex({entry(idA, 0), entry(idB, 1), entry(idC, 2)});
+        NoteStore store(library);
+        store.load();
+        LibraryWatcher watcher(library);
+
+        renameOver(notePath(idA), "alpha, edited elsewhere");
+        std::filesystem::remove(notePath(idB));
+        renameOver(notePath(idD), "delta");
+        renameOver(notePath(idE), "epsilon");
+        const auto copy =
+            library / "notes" / (idA.string() + ".sync-conflict-20261125-101500-ABCDEF1.txt");
+        renameOver(copy, "alpha, edited twice");
+        writeFile(library / "notes" / (".syncthing." + idC.string() + ".txt.tmp"), "half");
+        std::string synced = R"({"version":1,"notes":[)" + entry(idA, 0) + "," +
+                             entry(idD, 1, false, "markdown") + "," + entry(idC, 2, true) + "]}";
+        renameOver(indexPath(), synced);
+
+        LibraryEvents events = watcher.readEvents();
+        EXPECT_EQ(events.noteFiles.size(), 5u);
+        EXPECT_TRUE(events.indexChanged);
+        if (overflow) {
+            events = {{}, false, true};
+        }
+        const LibraryChanges changes = store.reload(events);
+        EXPECT_EQ(changes.textChanged, std::vector<Uuid>{idA});
+        ASSERT_EQ(changes.removed.size(), 1u);
+        EXPECT_EQ(changes.removed[0].text, "beta");
+        EXPECT_EQ(changes.added, (std::vector<Uuid>{idD, idE}));
+        EXPECT_TRUE(changes.metadataChanged);
+        EXPECT_EQ(changes.metadataNotes, std::vector<Uuid>{idC});
+        EXPECT_EQ(changes.conflictCopies, (std::vector<ConflictCopy>{{copy, idA}}));
+        EXPECT_EQ(store.conflictCopies(), changes.conflictCopies);
+
+        // C pinned; D placed and dated by the synced index; E adopted after all others.
+        const auto& notes = store.notes();
+        ASSERT_EQ(ids(notes), (std::vector<std::string>{"C", "A", "D", "E"}));
+        EXPECT_EQ(notes[1].text, "alpha, edited elsewhere");
+        EXPECT_EQ(notes[2].mode, NoteMode::markdown);
+        EXPECT_EQ(formatIsoDate(notes[2].createdAt), "2025-01-01T00:00:00Z");
+        EXPECT_EQ(notes[3].mode, NoteMode::calculations);
+        EXPECT_EQ(notes[3].text, "epsilon");
+        EXPECT_EQ(readFile(indexPath()), synced); // a reload does not write
+
+        // The next write of the index holds the whole picture.
+        store.setPinned(idA, true);
+        EXPECT_EQ(fullIds(NoteStore(library).load()), fullIds(store.notes()));
+    }
+}
+
+TEST_F(NoteStoreTest, ReloadSkipsItsOwnWritesAndKeepsTheLocalNotesMetadata) {
+    writeFile(notePath(idA), "a");
+    writeFile(notePath(idB), "b");
+    writeIndex({entry(idA, 0), entry(idB, 1)});
+    NoteStore store(library);
+    store.load();
+    LibraryWatcher watcher(library);
+    NoteDocument note = store.notes()[0];
+    note.text = "saved here";
+    store.save(note);
+    store.setPinned(idB, true);
+    LibraryEvents events = watcher.readEvents();
+    EXPECT_EQ(events.noteFiles, std::unordered_set<std::string>{idA.string() + ".txt"});
+    EXPECT_TRUE(store.reload(events).empty());
+
+    // A note being edited here (A) keeps its metadata, yet its new text is reported. An entry
+    // for a file that has not arrived yet (D) waits for it.
+    renameOver(notePath(idA), "changed there");
+    writeIndex({entry(idA, 7, true, "code"), entry(idB, 1), entry(idD, 3, true, "markdown")});
+    LibraryChanges changes = store.reload(watcher.readEvents(), idA);
+    EXPECT_EQ(changes.textChanged, std::vector<Uuid>{idA});
+    EXPECT_EQ(changes.metadataNotes, std::vector<Uuid>{idB}); // unpinned there
+    EXPECT_TRUE(changes.added.empty());
+    EXPECT_EQ(ids(store.notes()), (std::vector<std::string>{"A", "B"}));
+    EXPECT_FALSE(store.notes()[0].pinned);
+    EXPECT_EQ(store.notes()[0].text, "changed there");
+
+    renameOver(notePath(idD), "late");
+    changes = store.reload(watcher.readEvents());
+    EXPECT_EQ(changes.added, std::vector<Uuid>{idD});
+    EXPECT_EQ(ids(store.notes()), (std::vector<std::string>{"D", "A", "B"}));
+    EXPECT_EQ(store.notes()[0].mode, NoteMode::markdown);
+}
+
+TEST_F(NoteStoreTest, ABrokenOrRemovedSyncedIndexIsRewrittenFromMemory) {
+    const std::string broken = R"({"notes": [tru)";
+    const struct {
+        const char* what;
+        std::function<void()> damage;
+        bool movedAside;
+    } rows[] = {
+        {"broken", [&] { renameOver(indexPath(), broken); }, true},
+        {"removed", [&] { std::filesystem::remove(indexPath()); }, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        std::filesystem::remove_all(library);
+        writeFile(notePath(idA), "a");
+        writeFile(notePath(idB), "b");
+        writeIndex({entry(idA, 0), entry(idB, 1, true, "markdown")});
+        NoteStore store(library);
+        const auto loaded = store.load();
+        row.damage();
+        const LibraryChanges changes = store.reload({{}, true, false});
+        EXPECT_EQ(store.notes(), loaded);
+        ASSERT_EQ(changes.movedAsideIndex.has_value(), row.movedAside);
+        if (row.movedAside) {
+            EXPECT_EQ(readFile(*changes.movedAsideIndex), broken);
+            EXPECT_EQ(store.movedAsideIndex(), changes.movedAsideIndex);
+        }
+        EXPECT_EQ(NoteStore(library).load(), loaded); // B still pinned, as markdown
+    }
+}
+
+TEST_F(NoteStoreTest, AReloadThatMeetsAProblemChangesNothing) {
+    namespace fs = std::filesystem;
+    std::string lower = idA.string();
+    std::transform(lower.begin(), lower.end(), lower.begin(), ::tolower);
+    const struct {
+        const char* what;
+        std::function<void()> plant;
+        LibraryEvents events;
+    } rows[] = {
+        {"a second file for a note",
+         [&] { writeFile(library / "notes" / (lower + ".txt"), "twin"); },
+         {{lower + ".txt"}, false, false}},
+        {"the notes folder gone",
+         [&] { fs::rename(library / "notes", library / "away"); },
+         {{idA.string() + ".txt"}, false, true}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        fs::remove_all(library);
+        writeFile(notePath(idA), "a");
+        NoteStore store(library);
+        const auto loaded = store.load();
+        row.plant();
+        EXPECT_THROW(store.reload(row.events), std::exception);
+        EXPECT_EQ(store.notes(), loaded);
+        EXPECT_TRUE(store.isLoaded());
+    }
+}
+
+TEST_F(NoteStoreTest, AConflictCopyBecomesANoteRightBelowItsOrigin) {
+    writeFile(notePath(idA), "a");
+    writeFile(notePath(idB), "b");
+    writeIndex({entry(idA, 0, false, "code"), entry(idB, 1)});
+    const auto copy =
+        library / "notes" / (idA.string() + " (conflicted copy 2026-11-25 101500).txt");
+    const auto orphan =
+        library / "notes" / (idC.string() + ".sync-conflict-20261125-101500-ABCDEF1.txt");
+    writeFile(copy, "a, theirs");
+    writeFile(orphan, "c, theirs");
+    NoteStore store(library);
+    store.load();
+    ASSERT_EQ(store.conflictCopies().size(), 2u);
+
+    const NoteDocument adopted = store.adoptConflictCopy({copy, idA});
+    EXPECT_EQ(adopted.text, "a, theirs");
+    EXPECT_EQ(adopted.mode, NoteMode::code);
+    EXPECT_FALSE(std::filesystem::exists(copy));
+    const NoteDocument lost = store.adoptConflictCopy({orphan, idC});
+    EXPECT_EQ(lost.mode, NoteMode::calculations);
+    EXPECT_EQ(fullIds(store.notes()), (std::vector<Uuid>{idA, adopted.id, idB, lost.id}));
+    EXPECT_TRUE(store.conflictCopies().empty());
+    EXPECT_EQ(fullIds(NoteStore(library).load()), fullIds(store.notes()));
+    EXPECT_THROW(store.adoptConflictCopy({notePath(idB), idB}), std::invalid_argument);
+}
+
+TEST(LibraryWatcherTest, ReportsNoteFilesAndTheIndexAndFollowsTheNotesFolder) {
+    namespace fs = std::filesystem;
+    TemporaryFolder folder;
+    const fs::path notes = folder / "notes";
+    LibraryWatcher watcher(folder.path());
+    EXPECT_TRUE(watcher.readEvents().empty());
+
+    const struct {
+        const char* what;
+        std::function<void()> change;
+        LibraryEvents expected;
+    } rows[] = {
+        {"the notes folder made", [&] { fs::create_directory(notes); }, {{}, false, true}},
+        {"a note written, a temporary file, a copy",
+         [&] {
+             writeFile(notes / (idA.string() + ".txt"), "a");
+             writeFile(notes / ".syncthing.x.tmp", "x");
+             writeFile(notes / (idA.string() + ".sync-conflict-1-2-3.txt"), "x");
+         },
+         {{idA.string() + ".txt", idA.string() + ".sync-conflict-1-2-3.txt"}, false, false}},
+        {"a note removed",
+         [&] { fs::remove(notes / (idA.string() + ".txt")); },
+         {{idA.string() + ".txt"}, false, false}},
+        {"the index replaced",
+         [&] {
+             writeFile(folder / "index.json.tmp", "{}");
+             fs::rename(folder / "index.json.tmp", folder / "index.json");
+         },
+         {{}, true, false}},
+        {"the notes folder replaced",
+         [&] {
+             fs::rename(notes, folder / "old");
+             fs::create_directory(notes);
+         },
+         {{}, false, true}},
+        {"a note in the new folder",
+         [&] { writeFile(notes / (idB.string() + ".txt"), "b"); },
+         {{idB.string() + ".txt"}, false, false}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        row.change();
+        const LibraryEvents events = watcher.readEvents();
+        EXPECT_EQ(events.noteFiles, row.expected.noteFiles);
+        EXPECT_EQ(events.indexChanged, row.expected.indexChanged);
+        EXPECT_EQ(events.overflow, row.expected.overflow);
+    }
+    EXPECT_THROW(LibraryWatcher(folder / "missing"), std::system_error);
 }
 
 TEST(LibraryLockTest, ASecondWriterIsRefusedUntilTheFirstLetsGo) {
