@@ -204,20 +204,32 @@ private Q_SLOTS:
         QVERIFY(!model().isDirty());
     }
 
-    // A sync engine's conflicting copy of a note becomes a note right below it.
+    // A sync engine's conflicting copy of a note becomes a note right below it, unless a note
+    // holds its text already (the app on the other machine took it in first).
+    void aConflictCopyBecomesANoteBelowItsOrigin_data() {
+        QTest::addColumn<QByteArray>("copy");
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<QString>("banner");
+        QTest::newRow("new text") << QByteArray("note 2 as the other side had it")
+                                  << list("note 1|note 2|note 2 as the other side had it|note 3")
+                                  << QStringLiteral(
+                                         "A conflicting copy of \u201Cnote 2\u201D from your sync "
+                                         "service was added as a new note below it.");
+        QTest::newRow("a note's text")
+            << QByteArray("note 3") << list("note 1|note 2|note 3") << QString();
+    }
     void aConflictCopyBecomesANoteBelowItsOrigin() {
+        QFETCH(QByteArray, copy);
+        QFETCH(QStringList, texts);
+        QFETCH(QString, banner);
         open(3);
-        const Uuid origin = model().notes()[1].id;
-        const QString copy = m_sandbox->library() + QStringLiteral("/notes/") +
-                             toQString(origin.string()) +
+        const QString file = m_sandbox->library() + QStringLiteral("/notes/") +
+                             toQString(model().notes()[1].id.string()) +
                              QStringLiteral(".sync-conflict-20261125-101500-ABCDEF1.txt");
-        replaceFile(copy, "note 2 as the other side had it");
-        QTRY_COMPARE_WITH_TIMEOUT(
-            texts(), list("note 1|note 2|note 2 as the other side had it|note 3"), showTime);
-        QVERIFY(!QFile::exists(copy));
-        QCOMPARE(model().bannerMessage(),
-                 QStringLiteral("A conflicting copy of \u201Cnote 2\u201D from your sync service "
-                                "was added as a new note below it."));
+        replaceFile(file, copy);
+        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(file), showTime);
+        QCOMPARE(this->texts(), texts);
+        QCOMPARE(model().bannerMessage(), banner);
     }
 
     // A synced index.json brings its pins and order; the shown note stays shown.

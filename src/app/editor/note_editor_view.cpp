@@ -39,6 +39,15 @@ QFont editorFont(core::NoteMode mode, double size) {
     return font;
 }
 
+// Whether the document keeps every character of `text`: it turns carriage returns and
+// paragraph and frame separators into its own.
+bool storedAsGiven(const QString& text) {
+    return std::none_of(text.cbegin(), text.cend(), [](QChar c) {
+        return c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xFDD0) ||
+               c == QChar(0xFDD1);
+    });
+}
+
 int linePitch(double fontSize) {
     return std::max(20, static_cast<int>(std::ceil(fontSize * 1.5)));
 }
@@ -131,20 +140,16 @@ void NoteEditorView::Private::replaceText(const QString& replacement) {
         return;
     }
     const bool wasSuppressed = std::exchange(suppress, true);
-    // The document keeps every character of a text without carriage returns and paragraph or
-    // frame separators, so that such a text need not be read back out of it.
-    const bool storedAsGiven = std::none_of(replacement.cbegin(), replacement.cend(), [](QChar c) {
-        return c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xFDD0) ||
-               c == QChar(0xFDD1);
-    });
-    replacing = storedAsGiven ? &replacement : nullptr;
+    // Such a text need not be read back out of the document.
+    const bool asGiven = storedAsGiven(replacement);
+    replacing = asGiven ? &replacement : nullptr;
     // QPlainTextEdit::setPlainText would also give every character the cursor's format, which
     // takes a third of the time a long text takes; the document alone stores the same text.
     QTextDocument* document = view->document();
     document->setPlainText(replacement);
     view->setTextCursor(QTextCursor(document));
     replacing = nullptr;
-    Q_ASSERT(!storedAsGiven || text == view->text());
+    Q_ASSERT(!asGiven || text == view->text());
     suppress = wasSuppressed;
     normalisedFrom = text == replacement ? QString() : replacement;
     normalisedTo = text == replacement ? QString() : text;
@@ -155,8 +160,8 @@ void NoteEditorView::Private::replaceKeepingPlace(const QString& replacement) {
     if (replacement == current || (replacement == normalisedFrom && current == normalisedTo)) {
         return;
     }
-    if (replacement.contains(u'\r')) {
-        replaceText(replacement); // the document stores it differently: no common part to keep
+    if (!storedAsGiven(replacement)) {
+        replaceText(replacement); // no common part to keep
         return;
     }
     const QTextCursor before = view->textCursor();

@@ -6,11 +6,14 @@
 #include "app/model/library_monitor.h"
 #include "app/model/qt_text.h"
 #include "core/calc/decimal_separator.h"
+#include "core/notes/file_io.h"
 #include "core/notes/library_watcher.h"
 #include "core/notes/note_search.h"
 
 #include <algorithm>
 #include <exception>
+#include <string>
+#include <system_error>
 #include <utility>
 
 namespace zemvar::app {
@@ -580,6 +583,21 @@ void NotesModel::adoptConflictCopies(const std::vector<core::ConflictCopy>& copi
     }
     for (const core::ConflictCopy& copy : copies) {
         const auto& stored = m_store.notes();
+        // A copy whose text a note holds already (its own note, or the note that the app on
+        // another machine made of it first, as the sync brings the copy there too) adds
+        // nothing: it is only removed, so that two machines do not both add it.
+        std::optional<std::string> text;
+        try {
+            text = core::readRegularFile(copy.file, core::NoteStore::maximumNoteBytes);
+        } catch (const std::exception&) {
+            // Gone or unreadable: adopting it says so.
+        }
+        if (text && std::any_of(stored.begin(), stored.end(),
+                                [&](const NoteDocument& n) { return n.text == *text; })) {
+            std::error_code ignored; // a copy left behind is offered again, and removed then
+            std::filesystem::remove(copy.file, ignored);
+            continue;
+        }
         const auto origin = std::find_if(stored.begin(), stored.end(), [&](const NoteDocument& n) {
             return n.id == copy.origin;
         });
