@@ -146,8 +146,9 @@ public:
     void reloadLibrary(const core::LibraryEvents& events);
     /// How many times reloadLibrary has re-read the library.
     int reloadCount() const { return m_reloadCount; }
-    /// The banner's Retry: loads the library again when it is not loaded, else writes the
-    /// shown note's pending text; then hands the keyboard back to the note.
+    /// The banner's Retry: tries a read-only library for writing again (reopenForWriting),
+    /// loads the library again when it is not loaded, else writes the shown note's pending
+    /// text; then hands the keyboard back to the note.
     void retry();
     /// The banner's Dismiss: clears the banner and hands the keyboard back to the note.
     void dismissBanner();
