@@ -2,6 +2,8 @@
 // Copyright (c) 2026 The Zemvar Notes authors
 #include "app_test_support.h"
 
+#include <csignal>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <QDir>
@@ -67,6 +69,23 @@ QByteArray AppSandbox::readFile(const QString& path) {
 unsigned long long AppSandbox::inode(const QString& path) {
     struct stat info {};
     return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? info.st_ino : 0;
+}
+
+FileSizeLimit::FileSizeLimit(unsigned long bytes)
+    : m_previousHandler(std::signal(SIGXFSZ, SIG_IGN)) {
+    rlimit limit{};
+    QVERIFY(::getrlimit(RLIMIT_FSIZE, &limit) == 0);
+    m_previous = limit.rlim_cur;
+    limit.rlim_cur = bytes;
+    QVERIFY(::setrlimit(RLIMIT_FSIZE, &limit) == 0);
+}
+
+FileSizeLimit::~FileSizeLimit() {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = m_previous;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, m_previousHandler);
 }
 
 } // namespace zemvar::testing

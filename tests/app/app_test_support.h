@@ -38,4 +38,19 @@ private:
     std::unique_ptr<QSettings> m_settings;
 };
 
+/// Lets this process write files of at most `bytes` bytes while it lives: a larger write fails
+/// with EFBIG ("File too large"), a save failure that no permission, not even root's, gets
+/// round, and that leaves the files as they were.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(unsigned long bytes);
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+    ~FileSizeLimit();
+
+private:
+    unsigned long m_previous = 0;
+    void (*m_previousHandler)(int) = nullptr;
+};
+
 } // namespace zemvar::testing

@@ -355,6 +355,58 @@ private Q_SLOTS:
         QCOMPARE(edited.count(), reported);
     }
 
+    // A change made outside (a sync) replaces the text under the user without moving the view:
+    // the scroll position stays, and the cursor keeps its line and column where they still exist.
+    void aChangeFromOutsideKeepsTheViewAndTheCursorLine_data() {
+        QTest::addColumn<int>("from"); // lines [from, to) of "line N" become `lines`
+        QTest::addColumn<int>("to");
+        QTest::addColumn<QString>("lines"); // one per "\n"; none when null
+        QTest::addColumn<int>("line");      // where the cursor, at line 120 column 3, is then
+        QTest::addColumn<int>("column");
+        QTest::newRow("a line changed below") << 150 << 151 << QStringLiteral("x") << 120 << 3;
+        QTest::newRow("lines added above") << 10 << 10 << QStringLiteral("a\nb") << 120 << 3;
+        QTest::newRow("its line shortened") << 120 << 121 << QStringLiteral("li") << 120 << 2;
+        QTest::newRow("the text cut before it") << 100 << 201 << QString() << 99 << 3;
+    }
+    void aChangeFromOutsideKeepsTheViewAndTheCursorLine() {
+        QFETCH(int, from);
+        QFETCH(int, to);
+        QFETCH(QString, lines);
+        QFETCH(int, line);
+        QFETCH(int, column);
+        QStringList before;
+        for (int i = 0; i < 200; ++i) {
+            before << QStringLiteral("line %1").arg(i);
+        }
+        editor().showDocument(before.join(u'\n') + u'\n', NoteMode::text,
+                              zemvar::core::NoteCodeLanguage::swift);
+        editor().resize(400, 300);
+        view()->setFocus();
+        view()->moveCursor(QTextCursor::End);
+        QTest::keyClicks(view(), QStringLiteral("!")); // something to undo
+        QTextCursor cursor(view()->document()->findBlockByNumber(120));
+        cursor.movePosition(QTextCursor::Right, QTextCursor::MoveAnchor, 3);
+        view()->setTextCursor(cursor);
+        view()->verticalScrollBar()->setValue(110);
+        QSignalSpy edited(&editor(), &NoteEditorView::textEdited);
+
+        QStringList changed = editor().text().split(u'\n');
+        changed.remove(from, to - from);
+        for (const QString& added : lines.isNull() ? QStringList() : lines.split(u'\n')) {
+            changed.insert(from++, added);
+        }
+        const QString after = changed.join(u'\n');
+        editor().setText(after);
+        QCOMPARE(editor().text(), after);
+        QCOMPARE(view()->toPlainText(), after);
+        QCOMPARE(edited.count(), 0);
+        QCOMPARE(view()->verticalScrollBar()->value(),
+                 std::min(110, view()->verticalScrollBar()->maximum()));
+        QCOMPARE(view()->textCursor().blockNumber(), line);
+        QCOMPARE(view()->textCursor().positionInBlock(), column);
+        QVERIFY(!view()->document()->isUndoAvailable());
+    }
+
     // Restyling recolours, relayouts and re-reads the text, and reports nothing, in any order.
     void restylingNeverReportsAnEdit() {
         const std::vector<std::function<void(int)>> changes = {

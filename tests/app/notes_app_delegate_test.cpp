@@ -15,8 +15,11 @@
 #include "app/shell/termination_signals.h"
 #include "app_test_support.h"
 #include "core/notes/library_lock.h"
+#include "core/notes/note_store.h"
 
+#include <functional>
 #include <memory>
+#include <unistd.h>
 
 #include <QAction>
 #include <QDir>
@@ -38,6 +41,34 @@ namespace {
 const QString changedMessage = QStringLiteral(
     "The original file changed outside Notes or is no longer available. Reload it or use Save As "
     "to keep your edits in a separate file.");
+
+// Makes `folder` refuse every change until undone, or says why it cannot. Permission bits do
+// not stop root, so root gets a read-only bind mount of the folder over itself instead.
+QString makeReadOnly(const QString& folder) {
+    if (::geteuid() != 0) {
+        return QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner)
+                   ? QString()
+                   : QStringLiteral("cannot change the folder's permissions");
+    }
+    if (QProcess::execute(QStringLiteral("mount"), {QStringLiteral("--bind"), folder, folder}) !=
+        0) {
+        return QStringLiteral("root cannot bind-mount here (mount is not permitted)");
+    }
+    if (QProcess::execute(QStringLiteral("mount"),
+                          {QStringLiteral("-o"), QStringLiteral("remount,bind,ro"), folder}) != 0) {
+        QProcess::execute(QStringLiteral("umount"), {folder});
+        return QStringLiteral("root cannot remount a folder read-only here");
+    }
+    return QString();
+}
+
+void makeWritable(const QString& folder) {
+    if (::geteuid() != 0) {
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    } else {
+        QProcess::execute(QStringLiteral("umount"), {folder});
+    }
+}
 
 } // namespace
 
@@ -123,6 +154,61 @@ private Q_SLOTS:
                 "The notes library is in use by another Zemvar Notes program. Close it and try "
                 "again."));
         QVERIFY(second.start(QString()).has_value()); // and no folder at all is refused too
+    }
+
+    // A library that cannot be loaded, or only read, still opens in the panel, which says why;
+    // once the cause is gone, Retry makes it editable.
+    void aLibraryItCannotLoadOrChangeOpensInThePanel_data() {
+        QTest::addColumn<bool>("readOnly");
+        QTest::addColumn<QString>("banner");
+        QTest::newRow("read-only folder") << true << QStringLiteral("This library is read-only: ");
+        QTest::newRow("unreadable note") << false << QStringLiteral("Notes could not be loaded: ");
+    }
+    void aLibraryItCannotLoadOrChangeOpensInThePanel() {
+        QFETCH(bool, readOnly);
+        QFETCH(QString, banner);
+        zemvar::core::NoteStore existing(toStdString(m_sandbox->library()));
+        const QString file = m_sandbox->noteFile(toQString(existing.load().front().id.string()));
+        AppSandbox::writeFile(file, readOnly ? QByteArray("kept") : QByteArray("\xFF"));
+        if (readOnly) {
+            if (const QString why = makeReadOnly(m_sandbox->library()); !why.isNull()) {
+                QSKIP(qPrintable(why));
+            }
+        }
+        const auto repair = [&] {
+            if (readOnly) {
+                makeWritable(m_sandbox->library());
+            }
+        };
+        auto undo = qScopeGuard(repair);
+        start();
+        NotesModel& model = *delegate().model();
+        NotesRootView* content = delegate().controller()->content();
+        QVERIFY(panel().isVisible());
+        QVERIFY2(model.bannerMessage().startsWith(banner), qPrintable(model.bannerMessage()));
+        QVERIFY(content->editor()->textView()->isReadOnly());
+        model.createNote();
+        delegate().controller()->confirmDelete();
+        QVERIFY(delegate().controller()->panel()->sheet() == nullptr); // nothing to confirm
+        QCOMPARE(model.notes().size(), readOnly ? std::size_t{1} : std::size_t{0});
+        QCOMPARE(AppSandbox::readFile(file), readOnly ? QByteArray("kept") : QByteArray("\xFF"));
+        if (readOnly) {
+            QCOMPARE(toQString(model.current().text), QStringLiteral("kept"));
+            QVERIFY(model.bannerMessage().endsWith(QStringLiteral(". Changes cannot be saved.")));
+            model.retry(); // still read-only
+            QVERIFY(model.bannerMessage().startsWith(banner));
+        }
+
+        undo.dismiss();
+        repair();
+        AppSandbox::writeFile(file, "kept");
+        model.retry();
+        QVERIFY2(model.bannerMessage().isNull(), qPrintable(model.bannerMessage()));
+        QVERIFY(!content->editor()->textView()->isReadOnly());
+        QVERIFY(!zemvar::core::LibraryLock::tryAcquire(toStdString(m_sandbox->library())));
+        model.updateText(QStringLiteral("edited"));
+        QVERIFY(model.flush());
+        QCOMPARE(AppSandbox::readFile(file), QByteArray("edited"));
     }
 
     // The shortcut's failure is kept for the settings window and said once in the banner,
@@ -264,14 +350,15 @@ private Q_SLOTS:
         NotesModel& model = *delegate().model();
         delegate().togglePanel();
         const QString file = m_sandbox->noteFile(toQString(model.current().id.string()));
-        AppSandbox::writeFile(file, QByteArray("\xFF not UTF-8"));
-        model.updateText(QStringLiteral("must not be lost"));
-        QVERIFY(!delegate().requestQuit());
+        {
+            const zemvar::testing::FileSizeLimit full(2);
+            model.updateText(QStringLiteral("must not be lost"));
+            QVERIFY(!delegate().requestQuit());
+        }
         QVERIFY(panel().isVisible()); // the note comes forward with the save error
         QVERIFY(model.bannerMessage().startsWith(QStringLiteral("Could not save this note: ")));
         QCOMPARE(toQString(model.current().text), QStringLiteral("must not be lost"));
 
-        AppSandbox::writeFile(file, "fixed outside");
         QVERIFY(delegate().requestQuit());
         QCOMPARE(AppSandbox::readFile(file), QByteArray("must not be lost"));
     }

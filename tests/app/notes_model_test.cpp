@@ -92,12 +92,19 @@ private Q_SLOTS:
         QCOMPARE(model().current().id, shown);
         QCOMPARE(AppSandbox::readFile(shownFile()), QByteArray("caf\xE9"));
 
+        // Repaired elsewhere, the note keeps that version, and the pending text is written as a
+        // new note below it first; then the step happens.
         AppSandbox::writeFile(shownFile(), "repaired");
-        model().goToNext(); // the pending text is written first, then the step happens
-        QCOMPARE(model().currentIndex(), 1);
-        QVERIFY(model().bannerMessage().isNull());
+        model().goToNext();
+        QCOMPARE(model().currentIndex(), 2);
+        QCOMPARE(model().bannerMessage(),
+                 QStringLiteral("The note you were editing was changed elsewhere. Your edits were "
+                                "kept as a new note below it."));
         QCOMPARE(AppSandbox::readFile(m_sandbox->noteFile(toQString(shown.string()))),
-                 QByteArray("typed"));
+                 QByteArray("repaired"));
+        QCOMPARE(
+            AppSandbox::readFile(m_sandbox->noteFile(toQString(model().notes()[1].id.string()))),
+            QByteArray("typed"));
     }
 
     void navigationMovesOneStepAndStopsAtTheEnds() {

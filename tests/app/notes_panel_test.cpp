@@ -538,10 +538,9 @@ private Q_SLOTS:
         QString file;
         if (failure == QLatin1String("save")) {
             file = m_sandbox->noteFile(toQString(model().current().id.string()));
-            AppSandbox::writeFile(file, QByteArray("\xFF not UTF-8"));
+            const zemvar::testing::FileSizeLimit full(2);
             QTest::keyClicks(view().editor()->textView(), QStringLiteral("kept"));
             QVERIFY(!model().flush());
-            AppSandbox::writeFile(file, "repaired outside");
         } else {
             QFile::remove(blocker);
         }

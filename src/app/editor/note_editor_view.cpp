@@ -19,6 +19,8 @@
 #include <QFont>
 #include <QFontDatabase>
 #include <QFontMetricsF>
+#include <QScrollBar>
+#include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QVBoxLayout>
@@ -35,6 +37,15 @@ QFont editorFont(core::NoteMode mode, double size) {
     font.setPixelSize(std::max(1, static_cast<int>(std::lround(size))));
     font.setWeight(QFont::Normal);
     return font;
+}
+
+// Whether the document keeps every character of `text`: it turns carriage returns and
+// paragraph and frame separators into its own.
+bool storedAsGiven(const QString& text) {
+    return std::none_of(text.cbegin(), text.cend(), [](QChar c) {
+        return c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xFDD0) ||
+               c == QChar(0xFDD1);
+    });
 }
 
 int linePitch(double fontSize) {
@@ -79,6 +90,9 @@ public:
     /// changed (colouring and relayout report changes that leave them as they are).
     bool followEdit(int position, int removed, int added);
     void replaceText(const QString& replacement);
+    /// Replaces only the part of the text that differs, keeping the scroll position and the
+    /// cursor's line and column where they still exist.
+    void replaceKeepingPlace(const QString& replacement);
 
     void applyFont();
     void applyLines();
@@ -126,23 +140,69 @@ void NoteEditorView::Private::replaceText(const QString& replacement) {
         return;
     }
     const bool wasSuppressed = std::exchange(suppress, true);
-    // The document keeps every character of a text without carriage returns and paragraph or
-    // frame separators, so that such a text need not be read back out of it.
-    const bool storedAsGiven = std::none_of(replacement.cbegin(), replacement.cend(), [](QChar c) {
-        return c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xFDD0) ||
-               c == QChar(0xFDD1);
-    });
-    replacing = storedAsGiven ? &replacement : nullptr;
+    // Such a text need not be read back out of the document.
+    const bool asGiven = storedAsGiven(replacement);
+    replacing = asGiven ? &replacement : nullptr;
     // QPlainTextEdit::setPlainText would also give every character the cursor's format, which
     // takes a third of the time a long text takes; the document alone stores the same text.
     QTextDocument* document = view->document();
     document->setPlainText(replacement);
     view->setTextCursor(QTextCursor(document));
     replacing = nullptr;
-    Q_ASSERT(!storedAsGiven || text == view->text());
+    Q_ASSERT(!asGiven || text == view->text());
     suppress = wasSuppressed;
     normalisedFrom = text == replacement ? QString() : replacement;
     normalisedTo = text == replacement ? QString() : text;
+}
+
+void NoteEditorView::Private::replaceKeepingPlace(const QString& replacement) {
+    const QString current = text;
+    if (replacement == current || (replacement == normalisedFrom && current == normalisedTo)) {
+        return;
+    }
+    if (!storedAsGiven(replacement)) {
+        replaceText(replacement); // no common part to keep
+        return;
+    }
+    const QTextCursor before = view->textCursor();
+    const int line = before.blockNumber();
+    const int lineColumn = before.positionInBlock();
+    const int vertical = view->verticalScrollBar()->value();
+    const int horizontal = view->horizontalScrollBar()->value();
+
+    // The common start and end stay in the document, so that their layout, colours and the
+    // view over them do not change.
+    const qsizetype shorter = std::min(current.size(), replacement.size());
+    qsizetype prefix = 0;
+    while (prefix < shorter && current[prefix] == replacement[prefix]) {
+        ++prefix;
+    }
+    qsizetype suffix = 0;
+    while (suffix < shorter - prefix &&
+           current[current.size() - 1 - suffix] == replacement[replacement.size() - 1 - suffix]) {
+        ++suffix;
+    }
+
+    QTextDocument* document = view->document();
+    const bool wasSuppressed = std::exchange(suppress, true);
+    // A change from outside is no step the user can undo.
+    document->setUndoRedoEnabled(false);
+    QTextCursor edit(document);
+    edit.setPosition(static_cast<int>(prefix));
+    edit.setPosition(static_cast<int>(current.size() - suffix), QTextCursor::KeepAnchor);
+    edit.insertText(replacement.mid(prefix, replacement.size() - prefix - suffix));
+    document->setUndoRedoEnabled(true);
+    suppress = wasSuppressed;
+    normalisedFrom = text == replacement ? QString() : replacement;
+    normalisedTo = text == replacement ? QString() : text;
+
+    const QTextBlock block =
+        document->findBlockByNumber(std::min(line, document->blockCount() - 1));
+    QTextCursor after(document);
+    after.setPosition(block.position() + std::min(lineColumn, block.length() - 1));
+    view->setTextCursor(after);
+    view->verticalScrollBar()->setValue(vertical);
+    view->horizontalScrollBar()->setValue(horizontal);
 }
 
 void NoteEditorView::Private::applyFont() {
@@ -279,7 +339,7 @@ void NoteEditorView::showDocument(const QString& text, core::NoteMode mode,
 }
 
 void NoteEditorView::setText(const QString& text) {
-    d->replaceText(text);
+    d->replaceKeepingPlace(text);
 }
 
 QString NoteEditorView::text() const {

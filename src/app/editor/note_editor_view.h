@@ -38,7 +38,10 @@ public:
     /// a fresh undo history (undo never reaches back into the document shown before). Never
     /// emits textEdited.
     void showDocument(const QString& text, core::NoteMode mode, core::NoteCodeLanguage language);
-    /// Replaces the whole text when it differs from the editor's; never emits textEdited.
+    /// Replaces the text when it differs from the editor's (a change made outside the editor):
+    /// only the differing part is replaced, the scroll position stays, the cursor stays on its
+    /// line and column where they still exist, and the undo history starts afresh. Never
+    /// emits textEdited.
     void setText(const QString& text);
     QString text() const;
     /// Results to draw beside their lines; shown in calculation notes only.

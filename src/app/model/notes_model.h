@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -19,7 +20,15 @@
 #include <QTimer>
 #include <QUrl>
 
+namespace zemvar::core {
+struct ConflictCopy;
+struct LibraryChanges;
+struct LibraryEvents;
+} // namespace zemvar::core
+
 namespace zemvar::app {
+
+class LibraryMonitor;
 
 /// The single object between the panel's views and the note store: the list of notes, the
 /// shown one, the calculation results of the shown note, a one-line error banner and the
@@ -30,7 +39,14 @@ namespace zemvar::app {
 /// pending change (flush). Store failures never escape: they become the banner, prefixed with
 /// what was being done ("Could not save this note: ..."). The model never touches windows;
 /// window-level actions go through the callback slots, which the panel controller and the
-/// application fill. GUI thread only.
+/// application fill.
+///
+/// Changes that other programs make to the library (a sync engine, the command-line tool) are
+/// shown as they land (watchLibrary): a note without unsaved edits shows its new text, and
+/// nothing typed is ever overwritten or lost: when the note with unsaved edits changes or goes
+/// away on disk, the disk keeps its version and the edits become a new note right below it,
+/// which the editor goes on showing. Conflicting copies made by sync engines become new notes.
+/// Each of these is said in the banner. GUI thread only.
 class NotesModel : public QObject {
     Q_OBJECT
 
@@ -38,6 +54,7 @@ public:
     /// Loads the store (a failure becomes the banner) and shows the note last shown, by the
     /// setting "lastOpenNoteID". `store` and `settings` must outlive the model.
     NotesModel(core::NoteStore& store, QSettings& settings, QObject* parent = nullptr);
+    ~NotesModel() override;
 
     // Published state; each change is announced by the signal of the same name.
     const std::vector<core::NoteDocument>& notes() const { return m_notes; }
@@ -70,6 +87,18 @@ public:
     /// reference is valid until the next change of the model (copy what you keep).
     const core::NoteDocument& current() const;
     bool isLoaded() const { return m_store.isLoaded(); }
+    /// Whether the library is open for reading only (setReadOnly).
+    bool isReadOnly() const { return !m_readOnlyReason.isNull(); }
+    /// Whether the shown note may be typed into: the library is loaded and writable.
+    bool isEditable() const { return isLoaded() && !isReadOnly(); }
+    /// Marks the library as open for reading only, because of `reason` (plain words, such as
+    /// "you do not have permission to change /home/ada/Notes"): typing is ignored, every
+    /// change is refused with a banner that gives the reason, and Retry first asks
+    /// reopenForWriting. Said in the banner at once. `reason` must not be empty.
+    void setReadOnly(const QString& reason);
+    /// Shows why the library cannot be changed and returns true when it is read-only; returns
+    /// false and does nothing otherwise. Every change of the library asks this first.
+    bool refuseWhenReadOnly();
     const core::NoteStore& store() const { return m_store; }
 
     /// Replaces the shown note's text in memory, re-evaluates it and (re)starts the delayed
@@ -106,8 +135,20 @@ public:
 
     /// Loads the library again after a failure; does nothing while it is loaded.
     void retryLoad();
-    /// The banner's Retry: loads the library again when it is not loaded, else writes the
-    /// shown note's pending text; then hands the keyboard back to the note.
+    /// Starts following the changes that other programs make to the library: each burst of
+    /// them (LibraryMonitor) goes to reloadLibrary, and conflicting copies that a sync engine
+    /// made meanwhile become notes. A watch that cannot be set up is said in the banner.
+    void watchLibrary();
+    /// Shows the changes on disk that `events` name: re-reads them (the store finds nothing
+    /// new in the program's own writes) and applies them to the list and the shown note, with
+    /// the conflict rule for the note with unsaved edits. A library that is not loaded is
+    /// loaded again instead. A failure to read becomes the banner, and nothing changes.
+    void reloadLibrary(const core::LibraryEvents& events);
+    /// How many times reloadLibrary has re-read the library.
+    int reloadCount() const { return m_reloadCount; }
+    /// The banner's Retry: tries a read-only library for writing again (reopenForWriting),
+    /// loads the library again when it is not loaded, else writes the shown note's pending
+    /// text; then hands the keyboard back to the note.
     void retry();
     /// The banner's Dismiss: clears the banner and hands the keyboard back to the note.
     void dismissBanner();
@@ -134,6 +175,10 @@ public:
     std::function<void()> requestSettings;
     std::function<void()> requestOpenFile;
     std::function<void(const QList<QUrl>&)> requestOpenURLs;
+    /// Tries to take a read-only library for writing again, for Retry. Returns a null string
+    /// when it succeeded (the store is then a new, not yet loaded, writable one, which the
+    /// model loads), else why the library is still read-only.
+    std::function<QString()> reopenForWriting;
 
     /// How long typing must pause before the text is written.
     static constexpr int saveDelayMilliseconds = 500;
@@ -153,6 +198,15 @@ Q_SIGNALS:
 
 private:
     void setNotes(std::vector<core::NoteDocument> notes);
+    /// Takes the store's notes after it changed on disk, keeping the unsaved text on screen.
+    void applyLibraryChanges(const core::LibraryChanges& changes);
+    /// Turns conflicting copies made by a sync engine into notes, each said in the banner.
+    void adoptConflictCopies(const std::vector<core::ConflictCopy>& copies);
+    /// Adopts the conflicting copies that the last load found, and shows them.
+    void adoptFoundConflictCopies();
+    /// Creates the new note that takes the unsaved text whose own note changed or went away
+    /// on disk, and shows it. Returns false (and shows the banner) when it cannot be created.
+    bool keepEditsAsNewNote();
     void switchTo(int index);
     void setCurrentIndex(int index);
     void reevaluate();
@@ -160,14 +214,31 @@ private:
     void announceRecoveredIndex();
     int indexOf(const core::Uuid& id) const;
     void showBanner(const QString& message, bool offersSettings);
+    QString readOnlyMessage() const;
     /// Runs `operation` on the store; a failure becomes `prefix` + its message in the banner.
     bool attempt(const QString& prefix, const std::function<void()>& operation);
+    /// Shows `message`, a failure that the next success of the same kind clears, in the banner
+    /// and keeps it in `failure`.
+    void showFailure(QString& failure, const QString& message);
+    /// Adds a notice about changes from outside to the banner, replacing a failure it shows.
+    void notify(const QString& message);
 
     core::NoteStore& m_store;
     QSettings& m_settings;
     core::LineEvaluator m_evaluator;
     QTimer m_saveTimer;
     bool m_dirty = false;
+    /// Whether the unsaved text must go to a new note (keepEditsAsNewNote) because its own
+    /// note changed or went away on disk; `m_detachedNotice` then says so once it is written.
+    bool m_editsDetached = false;
+    QString m_detachedNotice;
+    /// The banners of the last failed save and reload, cleared by the next that succeeds.
+    QString m_saveFailure;
+    QString m_reloadFailure;
+    std::unique_ptr<LibraryMonitor> m_monitor;
+    int m_reloadCount = 0;
+    /// Why the library cannot be written; null while it can.
+    QString m_readOnlyReason;
     std::optional<std::filesystem::path> m_announcedIndex;
 
     std::vector<core::NoteDocument> m_notes;

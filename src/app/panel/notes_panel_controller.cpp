@@ -283,7 +283,7 @@ QDialog* NotesPanelController::openSheet() const {
 }
 
 void NotesPanelController::confirmDelete() {
-    if (openSheet() != nullptr || !m_model.isLoaded()) {
+    if (openSheet() != nullptr || !m_model.isLoaded() || m_model.refuseWhenReadOnly()) {
         return;
     }
     if (!m_panel->isVisible()) {

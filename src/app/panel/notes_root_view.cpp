@@ -409,7 +409,7 @@ void NotesRootView::showCurrentNote() {
         m_editor->setMode(note.mode);
         m_editor->setCodeLanguage(note.codeLanguage);
     }
-    m_editor->setEditable(m_model.isLoaded());
+    m_editor->setEditable(m_model.isEditable());
     m_editor->setResults(m_model.results());
     m_editor->setAcceptsFileDrops(static_cast<bool>(m_model.requestOpenURLs));
     const bool preview = note.mode == NoteMode::markdown && m_previewing;

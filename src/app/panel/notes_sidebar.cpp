@@ -66,7 +66,10 @@ public:
         painter->setPen(secondary);
         painter->drawText(
             QRect(option.rect.left() + 10, area.top() + lineHeight + 2, area.width(), lineHeight),
-            Qt::AlignLeft | Qt::AlignVCenter, index.data(dateRole).toString());
+            Qt::AlignLeft | Qt::AlignVCenter,
+            NotesSidebar::relativeDate(
+                core::Date(std::chrono::microseconds(index.data(dateRole).toLongLong())),
+                core::currentDate()));
         painter->restore();
     }
 };
@@ -136,9 +139,18 @@ NotesSidebar::NotesSidebar(NotesModel& model, QWidget* parent)
 }
 
 void NotesSidebar::refresh() {
-    const core::Date now = core::currentDate();
+    // With thousands of notes, a refresh for every save and every sync that nobody sees would
+    // cost more than the save.
+    if (parentWidget() != nullptr && !isVisibleTo(parentWidget())) {
+        m_stale = true;
+        return;
+    }
+    m_stale = false;
     const core::Uuid shown = m_model.current().id;
-    const std::vector<core::NoteDocument> notes = m_model.filteredNotes(m_search->text());
+    const QString query = m_search->text();
+    const std::vector<core::NoteDocument> found =
+        query.isEmpty() ? std::vector<core::NoteDocument>() : m_model.filteredNotes(query);
+    const std::vector<core::NoteDocument>& notes = query.isEmpty() ? m_model.notes() : found;
     const QSignalBlocker blocker(m_list);
     // The rows are updated in place, so that a save, which changes a title or a date, leaves
     // the list where it was scrolled to.
@@ -146,17 +158,27 @@ void NotesSidebar::refresh() {
     while (m_list->count() > count) {
         delete m_list->takeItem(m_list->count() - 1);
     }
+    m_rows.resize(notes.size());
     QListWidgetItem* shownItem = nullptr;
     for (int row = 0; row < count; ++row) {
         const core::NoteDocument& note = notes[static_cast<std::size_t>(row)];
         QListWidgetItem* item =
             row < m_list->count() ? m_list->item(row) : new QListWidgetItem(m_list);
-        const QString title = toQString(note.title());
-        item->setText(title.isEmpty() ? QStringLiteral("Empty note") : title);
-        item->setData(idRole, toQString(note.id.string()));
-        item->setData(pinnedRole, note.pinned);
-        item->setData(dateRole, relativeDate(note.updatedAt, now));
-        item->setToolTip(item->text());
+        // Only the rows that change are touched: the list of a library of thousands of notes
+        // is brought up to date after each save and sync.
+        Row wanted{note.id, note.title(), note.pinned, note.updatedAt};
+        Row& known = m_rows[static_cast<std::size_t>(row)];
+        if (known != wanted) {
+            const QString title = toQString(wanted.title);
+            item->setText(title.isEmpty() ? QStringLiteral("Empty note") : title);
+            item->setData(idRole, toQString(note.id.string()));
+            item->setData(pinnedRole, note.pinned);
+            // Said relative to the moment the row is drawn.
+            item->setData(dateRole,
+                          static_cast<qlonglong>(note.updatedAt.time_since_epoch().count()));
+            item->setToolTip(item->text());
+            known = std::move(wanted);
+        }
         if (note.id == shown) {
             shownItem = item;
         }
@@ -166,6 +188,13 @@ void NotesSidebar::refresh() {
         m_list->selectionModel()->clear();
     } else if (m_list->currentItem() != shownItem || !shownItem->isSelected()) {
         m_list->setCurrentItem(shownItem);
+    }
+}
+
+void NotesSidebar::setVisible(bool visible) {
+    QWidget::setVisible(visible);
+    if (visible && m_stale) {
+        refresh();
     }
 }
 

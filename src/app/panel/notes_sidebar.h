@@ -3,8 +3,13 @@
 #pragma once
 
 #include "core/notes/iso_date.h"
+#include "core/notes/uuid.h"
+
+#include <string>
+#include <vector>
 
 #include <QListWidget>
+#include <QString>
 #include <QWidget>
 
 class QLineEdit;
@@ -25,8 +30,10 @@ class NotesSidebar : public QWidget {
 public:
     explicit NotesSidebar(NotesModel& model, QWidget* parent = nullptr);
 
-    /// Brings the rows up to date with the model and the current query.
+    /// Brings the rows up to date with the model and the current query; a closed list does
+    /// so when it opens.
     void refresh();
+    void setVisible(bool visible) override;
     QLineEdit* searchField() const { return m_search; }
     QListWidget* list() const { return m_list; }
 
@@ -46,6 +53,17 @@ private:
     NotesModel& m_model;
     QLineEdit* m_search;
     QListWidget* m_list;
+    /// The rows wait for a refresh, put off while the list was closed.
+    bool m_stale = false;
+    /// What each row was made from.
+    struct Row {
+        core::Uuid id;
+        std::string title;
+        bool pinned = false;
+        core::Date updatedAt;
+        friend bool operator==(const Row&, const Row&) = default;
+    };
+    std::vector<Row> m_rows;
 };
 
 } // namespace zemvar::app

@@ -60,6 +60,26 @@ std::unique_ptr<core::LibraryLock> takeLibraryLock(const QString& folder) {
     }
 }
 
+// Why the library in `folder` can be read but not changed, in plain words, from the failure to
+// take its lock.
+QString readOnlyReason(const std::exception& error, const QString& folder) {
+    if (const auto* failure = dynamic_cast<const std::system_error*>(&error)) {
+        if (failure->code() == std::errc::read_only_file_system) {
+            return QStringLiteral("the folder ") + folder +
+                   QStringLiteral(" is on a disk or share that is mounted read-only");
+        }
+        if (failure->code() == std::errc::permission_denied ||
+            failure->code() == std::errc::operation_not_permitted) {
+            return QStringLiteral("you do not have permission to change the folder ") + folder;
+        }
+    }
+    QString reason = QString::fromUtf8(error.what());
+    while (reason.endsWith(QLatin1Char('.'))) {
+        reason.chop(1); // the banner ends the sentence
+    }
+    return reason;
+}
+
 // Writes `bytes` to a new file "<stem>.txt" in `folder` ("<stem>-2.txt" and so on when that
 // name is taken), completely or not at all, and never over an existing file. Returns the
 // file's path; throws std::runtime_error with the reason.
@@ -110,15 +130,36 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
             "Zemvar Notes cannot find a folder for its notes. Set ZEMVAR_NOTES_LIBRARY or "
             "start it with --library DIR.");
     }
+    QString readOnly;
     try {
         m_lock = takeLibraryLock(libraryFolder);
-    } catch (const std::exception& error) {
+    } catch (const core::LibraryInUseError& error) {
         return QString::fromUtf8(error.what());
+    } catch (const std::exception& error) {
+        // A library that can be read but not changed (read-only media, a snapshot, another
+        // user's folder) still opens, for reading.
+        readOnly = readOnlyReason(error, libraryFolder);
     }
     m_libraryFolder = libraryFolder;
     // The store, the model (which loads the library; a failure becomes its banner), the panel.
-    m_store = std::make_unique<core::NoteStore>(toStdString(libraryFolder));
+    m_store = std::make_unique<core::NoteStore>(
+        toStdString(libraryFolder),
+        readOnly.isNull() ? core::NoteStore::Access::readWrite : core::NoteStore::Access::readOnly);
     m_model = std::make_unique<NotesModel>(*m_store, m_settings);
+    if (!readOnly.isNull()) {
+        m_model->setReadOnly(readOnly);
+    }
+    // Changes from other programs and other machines (a synced library) show as they land.
+    m_model->watchLibrary();
+    m_model->reopenForWriting = [this]() -> QString {
+        try {
+            m_lock = takeLibraryLock(m_libraryFolder);
+        } catch (const std::exception& error) {
+            return readOnlyReason(error, m_libraryFolder);
+        }
+        *m_store = core::NoteStore(toStdString(m_libraryFolder));
+        return QString();
+    };
     // Telemetry: the launch, an unclean end of the last run, then the user's actions. Every
     // clean quit (the tray, Ctrl+Q, a termination signal) leaves the event loop, and ends it.
     m_signals = std::make_unique<ZemvarSignals>(m_settings, m_telemetryConfiguration);
@@ -242,8 +283,9 @@ std::optional<QString> NotesAppDelegate::start(const QString& libraryFolder) {
     });
 
     buildTray();
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        // Without a tray the panel is the only way in: never leave the program unreachable.
+    // Without a tray the panel is the only way in: never leave the program unreachable. A
+    // library that did not load, or cannot be changed, is said at once too.
+    if (!QSystemTrayIcon::isSystemTrayAvailable() || !m_model->isEditable()) {
         m_controller->show();
     }
     return std::nullopt;

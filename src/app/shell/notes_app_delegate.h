@@ -52,7 +52,9 @@ public:
 
     /// Runs the start-up sequence for the library at `libraryFolder`. Returns the message to
     /// show when the program cannot run (no library folder, or the library held by another
-    /// program); nothing on success.
+    /// program); nothing on success. A library whose lock cannot be taken for another reason
+    /// (read-only media, another user's folder) opens read-only, and the panel shows at once
+    /// when the library is read-only or did not load, with the reason in its banner.
     std::optional<QString> start(const QString& libraryFolder);
 
     /// Carries out a launch request (this launch's own or one handed over by a later launch).
