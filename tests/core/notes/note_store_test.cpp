@@ -9,6 +9,7 @@
 #include <chrono>
 #include <fcntl.h>
 #include <functional>
+#include <map>
 #include <regex>
 #include <sys/stat.h>
 #include <system_error>
@@ -538,13 +539,20 @@ TEST_F(NoteStoreTest, ANoteFileThatIsALinkIsWrittenThroughIt) {
     EXPECT_EQ(readFile(target), "edited");
 }
 
-TEST_F(NoteStoreTest, ALargeLibraryWritesItsWholeIndex) {
-    // More index pieces than one writev call takes.
+// A large library is read by more than one thread: every text arrives, the whole index is
+// written, and a bad file anywhere still stops the load without a write.
+TEST_F(NoteStoreTest, ALargeLibraryLoadsWhollyAndWritesItsWholeIndex) {
+    std::map<Uuid, std::string> texts;
     for (int i = 0; i < 700; ++i) {
-        writeFile(notePath(Uuid::random()), std::to_string(i));
+        const Uuid id = Uuid::random();
+        texts[id] = std::to_string(i);
+        writeFile(notePath(id), texts[id]);
     }
     NoteStore store(library);
-    NoteDocument note = store.load()[350];
+    for (const NoteDocument& loaded : store.load()) {
+        EXPECT_EQ(loaded.text, texts.at(loaded.id));
+    }
+    NoteDocument note = store.notes()[350];
     note.text = "edited";
     store.save(note);
     const std::string written = readFileBytes(indexPath());
@@ -552,6 +560,17 @@ TEST_F(NoteStoreTest, ALargeLibraryWritesItsWholeIndex) {
     ASSERT_TRUE(index);
     EXPECT_EQ(index->notes.size(), 700u);
     EXPECT_EQ(NoteIndex::encode(index->notes), written);
+
+    const Uuid broken = std::next(texts.begin(), 600)->first;
+    writeFile(notePath(broken), "caf\xE9");
+    const std::string before = snapshot();
+    try {
+        NoteStore(library).load();
+        ADD_FAILURE() << "expected unreadableNote";
+    } catch (const NoteStoreError& error) {
+        EXPECT_EQ(error, NoteStoreError(NoteStoreError::Case::unreadableNote, broken));
+    }
+    EXPECT_EQ(snapshot(), before);
 }
 
 TEST_F(NoteStoreTest, CreateAfterAnAnchorShiftsTheNotesBelowIt) {
