@@ -3,6 +3,7 @@
 #include "core/notes/note_entries.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cassert>
 #include <limits>
 
@@ -11,6 +12,7 @@ namespace zemvar::core::detail {
 using Entry = NoteIndex::Entry;
 
 void NoteEntries::assign(std::vector<Entry> entries) {
+    changed();
     m_slots.clear();
     m_slots.reserve(entries.size());
     for (Entry& entry : entries) {
@@ -20,11 +22,13 @@ void NoteEntries::assign(std::vector<Entry> entries) {
 }
 
 void NoteEntries::insert(const Entry& entry) {
+    changed();
     m_slots.push_back({entry, {}});
     reorder();
 }
 
 void NoteEntries::update(const Entry& entry) {
+    changed();
     const std::size_t position = m_positions.at(entry.id);
     Slot& slot = m_slots.at(position);
     assert(slot.entry.order == entry.order);
@@ -41,6 +45,7 @@ void NoteEntries::update(const Entry& entry) {
 }
 
 void NoteEntries::erase(const Uuid& id) {
+    changed();
     if (const auto found = m_positions.find(id); found != m_positions.end()) {
         m_slots.erase(m_slots.begin() + static_cast<std::ptrdiff_t>(found->second));
         reorder();
@@ -48,6 +53,7 @@ void NoteEntries::erase(const Uuid& id) {
 }
 
 void NoteEntries::shiftOrders(std::int64_t order) {
+    changed();
     for (Slot& slot : m_slots) {
         if (slot.entry.order >= order &&
             slot.entry.order < std::numeric_limits<std::int64_t>::max()) {
@@ -92,6 +98,11 @@ const std::string& NoteEntries::encodedIndex() const {
     NoteIndex::assemble(m_texts, m_encoded, &m_offsets);
     m_encodedCurrent = true;
     return m_encoded;
+}
+
+void NoteEntries::changed() {
+    static std::atomic<std::uint64_t> revisions{0};
+    m_revision = ++revisions;
 }
 
 void NoteEntries::reorder() {

@@ -42,6 +42,9 @@ public:
     std::vector<const NoteIndex::Entry*> inDisplayOrder() const;
     /// The text of index.json for these entries, valid until the next call.
     const std::string& encodedIndex() const;
+    /// A number that changes with every change of the entries, never the same for two
+    /// different contents of any NoteEntries of the process.
+    std::uint64_t revision() const { return m_revision; }
 
 private:
     struct Slot {
@@ -51,7 +54,10 @@ private:
 
     void reorder();
 
+    void changed();
+
     std::vector<Slot> m_slots;
+    std::uint64_t m_revision = 0;
     std::unordered_map<Uuid, std::size_t> m_positions;
     mutable std::vector<const std::string*> m_texts; ///< storage kept between saves
     mutable std::string m_encoded;                   ///< storage kept between saves

@@ -254,10 +254,22 @@ NoteStore::NoteStore(std::filesystem::path root, Access access)
 }
 
 NoteStore::KnownFile NoteStore::knownFile(const FileStamp& stamp, std::string_view bytes) {
-    // A save hashes the whole index (2.7 MB for 10,000 notes): XXH3 takes a tenth of the time
-    // std::hash does.
     return KnownFile{stamp, XXH3_64bits(bytes.data(), bytes.size()),
                      stamp.size >= 0 && nowNs() - stamp.changedNs >= settlingNs};
+}
+
+std::optional<std::uint64_t> NoteStore::knownIndexHash() const {
+    if (!m_knownIndex) {
+        return std::nullopt;
+    }
+    if (m_knownIndex->hash) {
+        return m_knownIndex->hash;
+    }
+    if (m_entries.revision() != m_writtenIndexRevision) {
+        return std::nullopt;
+    }
+    const std::string& bytes = m_entries.encodedIndex();
+    return XXH3_64bits(bytes.data(), bytes.size());
 }
 
 std::filesystem::path NoteStore::noteURL(const Uuid& id) const {
@@ -376,7 +388,7 @@ NoteStore::IndexChange NoteStore::readChangedIndex() const {
         return IndexChange{IndexChange::State::broken, {}, {}};
     }
     const KnownFile known = knownFile(stamp, *bytes);
-    if (m_knownIndex && m_knownIndex->hash == known.hash) {
+    if (knownIndexHash() == known.hash) {
         return IndexChange{IndexChange::State::same, {}, known};
     }
     auto index = NoteIndex::decode(*bytes);
@@ -387,8 +399,11 @@ NoteStore::IndexChange NoteStore::readChangedIndex() const {
 }
 
 void NoteStore::writeIndex(const detail::NoteEntries& entries) {
-    const std::string& bytes = entries.encodedIndex();
-    m_knownIndex = knownFile(writeFileAtomically(m_root / indexFileName, bytes), bytes);
+    // Every save writes the index (2.7 MB for 10,000 notes): its hash is taken only when a
+    // reload needs it (knownIndexHash), from the entries, which are kept.
+    const FileStamp stamp = writeFileAtomically(m_root / indexFileName, entries.encodedIndex());
+    m_knownIndex = KnownFile{stamp, std::nullopt, false};
+    m_writtenIndexRevision = entries.revision();
 }
 
 void NoteStore::writeNote(const Uuid& id, const std::filesystem::path& file,

@@ -181,7 +181,8 @@ private:
     /// What the store last read or wrote of a file.
     struct KnownFile {
         FileStamp stamp;
-        std::uint64_t hash = 0; ///< of the bytes (XXH3)
+        /// Of the bytes (XXH3); for an index this store wrote, taken only when needed.
+        std::optional<std::uint64_t> hash;
         /// The stamp was taken long enough after the file's last change that any later write
         /// gives another stamp; until then, an equal stamp is confirmed by the bytes.
         bool settled = false;
@@ -200,6 +201,9 @@ private:
     struct IndexChange;
 
     static KnownFile knownFile(const FileStamp& stamp, std::string_view bytes);
+    /// The hash of the index this store knows: of what it read, or of what it wrote while its
+    /// entries are still those it wrote; nothing when it cannot tell.
+    std::optional<std::uint64_t> knownIndexHash() const;
     std::filesystem::path noteURL(const Uuid& id) const;
     DiskNote examineNoteFile(const Uuid& id, const std::filesystem::path& file) const;
     NoteIndex readIndexOrRecover();
@@ -226,6 +230,7 @@ private:
     std::optional<std::filesystem::path> m_movedAsideIndex;
     std::unordered_map<Uuid, KnownFile> m_knownNotes; ///< what was last read or written
     std::optional<KnownFile> m_knownIndex;            ///< nothing when there was no index
+    std::uint64_t m_writtenIndexRevision = 0;         ///< of the entries last written
     std::vector<ConflictCopy> m_conflictCopies;
     /// Entries of a synced index whose note file has not arrived (yet).
     std::unordered_map<Uuid, NoteIndex::Entry> m_pendingEntries;
