@@ -331,6 +331,23 @@ private Q_SLOTS:
                  qPrintable(mismatch.left(200)));
     }
 
+    // Tokens found ahead on another thread are taken only for the text and language they were
+    // found for.
+    void tokensFoundAheadServeOnlyTheirOwnText() {
+        const QString text = QStringLiteral("let a = 1 // x\n").repeated(500);
+        for (const bool sameText : {true, false}) {
+            Highlighted note(text);
+            note.highlighter->prepare(sameText ? text : QStringLiteral("# other"),
+                                      NoteCodeLanguage::python);
+            note.highlighter->setLanguage(NoteCodeLanguage::python, false, &text);
+            QCOMPARE(note.highlighter->matches(), wholeTextPass(text, NoteCodeLanguage::python));
+        }
+        Highlighted note(text);
+        note.highlighter->prepare(text, NoteCodeLanguage::python);
+        note.highlighter->setLanguage(NoteCodeLanguage::swift, false, &text);
+        QCOMPARE(note.highlighter->matches(), wholeTextPass(text, NoteCodeLanguage::swift));
+    }
+
     void aVeryLongStringIsStillOneToken() {
         const QString text =
             QStringLiteral("let s = `") + QString(60000, u'a') + QStringLiteral("`\nlet t = 1");

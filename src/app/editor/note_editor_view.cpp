@@ -325,9 +325,14 @@ void NoteEditorView::showDocument(const QString& text, core::NoteMode mode,
     const bool wasSuppressed = std::exchange(d->suppress, true);
     d->mode = mode;
     d->language = language;
-    if (d->highlighter->language() != d->highlightLanguage()) {
-        // The old colours go before the new text comes, which is then coloured once.
+    if (const auto wanted = d->highlightLanguage(); d->highlighter->language() != wanted) {
+        // The old colours go before the new text comes, which is then coloured once. The
+        // tokens of a long text are found on another thread while the document takes it.
         d->highlighter->setLanguage(std::nullopt, d->dark);
+        constexpr qsizetype longText = 64 * 1024;
+        if (wanted && text.size() >= longText && storedAsGiven(text)) {
+            d->highlighter->prepare(text, *wanted);
+        }
     }
     d->replaceText(text);
     d->view->document()->clearUndoRedoStacks();

@@ -15,6 +15,7 @@
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextLayout>
+#include <QtConcurrent/QtConcurrentRun>
 #include <QtGlobal>
 
 namespace zemvar::app {
@@ -253,16 +254,36 @@ void NoteSyntaxHighlighter::setLanguage(std::optional<core::NoteCodeLanguage> la
     colourRange(0, m_document->characterCount() - 1);
 }
 
+NoteSyntaxHighlighter::Tokens NoteSyntaxHighlighter::findTokens(QString text,
+                                                                core::NoteCodeLanguage language) {
+    Tokens tokens{std::move(text), language, {}};
+    replaceLoneSurrogates(tokens.text, QChar(), QChar());
+    scan(expression(language), tokens.text, 0, tokens.matches, [](int) { return false; });
+    return tokens;
+}
+
+void NoteSyntaxHighlighter::prepare(const QString& text, core::NoteCodeLanguage language) {
+    m_prepared = QtConcurrent::run(&NoteSyntaxHighlighter::findTokens, text, language);
+}
+
 void NoteSyntaxHighlighter::rescanAll(const QString* text) {
     m_matches.clear();
+    QFuture<Tokens> prepared = std::exchange(m_prepared, QFuture<Tokens>());
     if (!m_language) {
         return;
     }
+    if (prepared.isValid()) {
+        Tokens tokens = prepared.takeResult();
+        if (text != nullptr && tokens.language == *m_language &&
+            tokens.text.size() == text->size() && tokens.text == *text) {
+            m_text = std::move(tokens.text);
+            m_matches = std::move(tokens.matches);
+            return;
+        }
+    }
+    m_text = text != nullptr ? *text : documentText(0, m_document->characterCount() - 1);
     if (text != nullptr) {
-        m_text = *text;
         replaceLoneSurrogates(m_text, QChar(), QChar());
-    } else {
-        m_text = documentText(0, m_document->characterCount() - 1);
     }
     scan(expression(*m_language), m_text, 0, m_matches, [](int) { return false; });
 }

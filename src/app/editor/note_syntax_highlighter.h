@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <QColor>
+#include <QFuture>
 #include <QPointer>
 #include <QRegularExpression>
 #include <QString>
@@ -70,6 +71,10 @@ public:
     /// Colours `count` lines from `first` now, if the background pass has not yet reached them
     /// (the lines a view is about to show).
     void colourLines(QTextBlock first, int count);
+    /// Starts finding the tokens of `text` (a text the document is about to hold, "\n" between
+    /// lines) for `language` on another thread, so that a following setLanguage with that
+    /// text need not find them itself: a long text is stored meanwhile.
+    void prepare(const QString& text, core::NoteCodeLanguage language);
 
     /// The colour of a token class in the light or dark palette.
     static QColor color(core::SyntaxTokenClass tokenClass, bool dark);
@@ -92,7 +97,15 @@ private:
     /// Adjusts `ranges` for the text an input method is composing in the line of `layout`.
     static void keepPreedit(const QTextLayout& layout, QList<QTextLayout::FormatRange>& ranges);
     void removeColours();
-    /// Finds the tokens of the whole text (`text` as for setLanguage).
+    /// The tokens of a text, found by prepare.
+    struct Tokens {
+        QString text; ///< lone surrogates replaced
+        core::NoteCodeLanguage language;
+        std::vector<Match> matches;
+    };
+    static Tokens findTokens(QString text, core::NoteCodeLanguage language);
+    /// Finds the tokens of the whole text (`text` as for setLanguage), or takes those prepare
+    /// found for that text.
     void rescanAll(const QString* text = nullptr);
     /// The text [from, to) of the document, "\n" between lines, lone surrogates replaced.
     QString documentText(int from, int to) const;
@@ -114,6 +127,7 @@ private:
     /// Lines beyond m_uncoloured coloured early because a view showed them (anchor to position).
     QTextCursor m_colouredAhead;
     QTimer m_slices;
+    QFuture<Tokens> m_prepared;
     bool m_hasColours = false;
 };
 
