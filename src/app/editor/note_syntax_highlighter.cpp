@@ -272,20 +272,20 @@ void NoteSyntaxHighlighter::rescanAll(const QString* text) {
     if (!m_language) {
         return;
     }
-    if (prepared.isValid()) {
-        Tokens tokens = prepared.takeResult();
-        if (text != nullptr && tokens.language == *m_language &&
-            tokens.text.size() == text->size() && tokens.text == *text) {
-            m_text = std::move(tokens.text);
-            m_matches = std::move(tokens.matches);
-            return;
-        }
+    if (text == nullptr) {
+        m_text = documentText(0, m_document->characterCount() - 1);
+        scan(expression(*m_language), m_text, 0, m_matches, [](int) { return false; });
+        return;
     }
-    m_text = text != nullptr ? *text : documentText(0, m_document->characterCount() - 1);
-    if (text != nullptr) {
-        replaceLoneSurrogates(m_text, QChar(), QChar());
+    // takeResult leaves the future invalid: whether there was one is asked first.
+    const bool wasPrepared = prepared.isValid();
+    Tokens tokens = wasPrepared ? prepared.takeResult() : Tokens{};
+    if (!wasPrepared || tokens.language != *m_language || tokens.text.size() != text->size() ||
+        tokens.text != *text) {
+        tokens = findTokens(*text, *m_language);
     }
-    scan(expression(*m_language), m_text, 0, m_matches, [](int) { return false; });
+    m_text = std::move(tokens.text);
+    m_matches = std::move(tokens.matches);
 }
 
 QString NoteSyntaxHighlighter::documentText(int from, int to) const {

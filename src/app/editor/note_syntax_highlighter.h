@@ -100,7 +100,7 @@ private:
     /// The tokens of a text, found by prepare.
     struct Tokens {
         QString text; ///< lone surrogates replaced
-        core::NoteCodeLanguage language;
+        core::NoteCodeLanguage language = core::NoteCodeLanguage::swift;
         std::vector<Match> matches;
     };
     static Tokens findTokens(QString text, core::NoteCodeLanguage language);
